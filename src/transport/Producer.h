@@ -1,0 +1,29 @@
+// The GenTL producer the SDK talks to. It is loaded at run time, by its soname
+// "libgentl.so.1", so that any GenTL producer installed under that name works, including one
+// that lacks the Vireo extensions: a function the producer does not export answers
+// GC_ERR_NOT_IMPLEMENTED, and when the library cannot be loaded at all every function answers
+// GC_ERR_NOT_AVAILABLE and GCGetLastError explains why.
+#ifndef VIREO_SRC_TRANSPORT_PRODUCER_H
+#define VIREO_SRC_TRANSPORT_PRODUCER_H
+
+#include <GenTL/GenTL.h>
+#include <GenTL/GenTLExtensions.h>
+
+namespace Vireo {
+
+struct ProducerFunctions {
+#define VIREO_GENTL_FUNCTION(name) GenTL::P##name name;
+#include "ProducerFunctions.inc"
+#undef VIREO_GENTL_FUNCTION
+};
+
+// The producer's functions, resolved once, on first use; safe to call from any thread.
+const ProducerFunctions& Producer();
+
+// Resolves the functions of the GenTL producer at libraryPath (a path or a soname). Used once
+// by Producer(); callable directly to load another producer.
+ProducerFunctions LoadProducer(const char* libraryPath);
+
+} // namespace Vireo
+
+#endif

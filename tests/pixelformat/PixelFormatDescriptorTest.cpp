@@ -1,0 +1,105 @@
+#include <Vireo/PixelFormat.h>
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <set>
+#include <stdexcept>
+#include <string>
+
+#include <GenICam.h>
+
+#include "PixelFormatTestData.h"
+
+namespace Vireo {
+namespace {
+
+struct DescriptorDeleter {
+    void operator()(IImplementation* descriptor) const { DestroyPixelFormat(descriptor); }
+};
+using Descriptor = std::unique_ptr<IImplementation, DescriptorDeleter>;
+
+std::string LogicErrorOf(uint64_t code) {
+    try {
+        Descriptor descriptor(GetPixelFormat(code));
+    } catch (const std::logic_error& error) {
+        return error.what();
+    }
+    return "";
+}
+
+TEST(PixelFormatDescriptor, ExistsForTheStandardFormatsTheFactoryProcesses) {
+    std::set<std::string> expected = {"Mono8", "Mono10", "Mono12", "Mono16", "Mono10p", "Mono12p", "Mono10Packed",
+                                      "Mono12Packed", "Coord3D_C16", "Coord3D_ABC16", "Confidence16",
+                                      "YUV411_8_UYYVYY", "YCbCr411_8_CbYYCrYY", "YCbCr411_8", "YUV422_8_UYVY",
+                                      "YUV422_8", "YCbCr422_8", "YCbCr422_8_CbYCrY", "YUV8_UYV", "YCbCr8_CbYCr",
+                                      "YCbCr8", "RGB8", "BGR8", "RGBa8", "BGRa8", "RGB12", "BGR12", "RGB12p",
+                                      "BGR12p", "RGB16", "BGR16", "RGBa16", "BGRa16"};
+    for (const char* order : {"GR", "RG", "GB", "BG"})
+        for (const char* depth : {"8", "10", "12", "16", "10p", "12p", "10Packed", "12Packed"})
+            expected.insert(std::string("Bayer") + order + depth);
+    ASSERT_EQ(expected.size(), 65u);
+
+    for (const Testing::ReferenceFormat& format : Testing::StandardFormats()) {
+        if (expected.count(format.name) != 0) {
+            Descriptor descriptor(GetPixelFormat(format.code));
+            EXPECT_NE(descriptor, nullptr) << format.name;
+        } else {
+            EXPECT_EQ(LogicErrorOf(format.code),
+                      "pixel format " + std::to_string(format.code) + ", " + format.name + " not implemented");
+        }
+    }
+}
+
+TEST(PixelFormatDescriptor, ExistsForExactlyTheOwnFormatsThatHaveOne) {
+    size_t descriptors = 0;
+    for (const Testing::ReferenceFormat& format : Testing::OwnFormats()) {
+        if (format.hasDescriptor) {
+            Descriptor descriptor(GetPixelFormat(format.code));
+            EXPECT_NE(descriptor, nullptr) << format.name;
+            ++descriptors;
+        } else {
+            EXPECT_FALSE(LogicErrorOf(format.code).empty()) << format.name;
+        }
+    }
+    EXPECT_EQ(descriptors + 65, 166u);
+}
+
+TEST(PixelFormatDescriptor, UnsupportedCodesFailWithCodeAndName) {
+    EXPECT_EQ(LogicErrorOf(CFA_RBGG8), "pixel format 2164785164, CFA_RBGG8 not implemented");
+    EXPECT_EQ(LogicErrorOf(0), "pixel format 0, UnknownPixelFormat not implemented");
+    EXPECT_EQ(LogicErrorOf(0x81180505), "pixel format 2165835013, UnknownPixelFormat not implemented");
+    EXPECT_THROW(GetPixelFormat(PfncFormat(CFA_RBGG8)), std::logic_error);
+}
+
+TEST(PixelFormatDescriptor, EachFormatHasItsOwnClass) {
+    std::set<std::string> classes;
+    for (uint64_t code : {uint64_t(Mono24), uint64_t(BayerGR24), uint64_t(BayerRG24), uint64_t(BayerGB24),
+                          uint64_t(BayerBG24), uint64_t(Mono8), uint64_t(QOI_RGB8)}) {
+        Descriptor descriptor(GetPixelFormat(code));
+        classes.insert(typeid(*descriptor).name());
+    }
+    EXPECT_EQ(classes.size(), 7u);
+    DestroyPixelFormat(nullptr);
+}
+
+TEST(PixelFormatDescriptor, ProcessingWithoutARoutineFailsNamingTheFormat) {
+    Descriptor descriptor(GetPixelFormat(BayerRG12p));
+    try {
+        descriptor->ProcessSoftwareLUT(nullptr, nullptr, 8192);
+        FAIL();
+    } catch (const GenICam::LogicalErrorException& error) {
+        EXPECT_STREQ(error.what(), "LogicalErrorException: Process software LUT attempted but unavailable on pixel "
+                                   "format BayerRG12p (ImageFactory, ProcessSoftwareLUT)");
+    }
+    try {
+        descriptor->SelectBitsAndScale(nullptr, 12, 0.0);
+        FAIL();
+    } catch (const GenICam::LogicalErrorException& error) {
+        EXPECT_STREQ(error.what(), "LogicalErrorException: Select bits and scale attempted but unavailable on pixel "
+                                   "format BayerRG12p (ImageFactory, SelectBitsAndScale)");
+    }
+}
+
+} // namespace
+} // namespace Vireo
