@@ -68,9 +68,19 @@ ProducerFunctions LoadProducer(const char* libraryPath) {
     return functions;
 }
 
-const ProducerFunctions& Producer() {
-    static const ProducerFunctions functions = LoadProducer(kProducerLibrary);
+namespace {
+ProducerFunctions& Table() {
+    static ProducerFunctions functions = LoadProducer(kProducerLibrary);
     return functions;
+}
+} // namespace
+
+const ProducerFunctions& Producer() { return Table(); }
+
+ProducerFunctions ReplaceProducerForTesting(const ProducerFunctions& functions) {
+    const ProducerFunctions previous = Table();
+    Table() = functions;
+    return previous;
 }
 
 } // namespace Vireo

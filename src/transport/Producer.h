@@ -20,6 +20,10 @@ struct ProducerFunctions {
 // The producer's functions, resolved once, on first use; safe to call from any thread.
 const ProducerFunctions& Producer();
 
+// Replaces the table that Producer() answers with and returns the previous one. For tests
+// that must see exactly what reaches the producer; not for use while other threads call it.
+ProducerFunctions ReplaceProducerForTesting(const ProducerFunctions& functions);
+
 // Resolves the functions of the GenTL producer at libraryPath (a path or a soname). Used once
 // by Producer(); callable directly to load another producer.
 ProducerFunctions LoadProducer(const char* libraryPath);

@@ -1,0 +1,35 @@
+// A compressed (QOI) image buffer.
+#ifndef VIREO_COMPRESSEDIMAGE_H
+#define VIREO_COMPRESSEDIMAGE_H
+
+#include <Vireo/Buffer.h>
+#include <Vireo/ICompressedImage.h>
+
+namespace Vireo {
+
+class VIREO_API CompressedImage : public ICompressedImage, public virtual Buffer {
+public:
+    CompressedImage();
+    CompressedImage(TLDataStream* stream, void* hBuffer);
+    explicit CompressedImage(CompressedImage* other);
+    ~CompressedImage() override;
+
+    VIREO_FORWARD_BUFFER_OPERATIONS(Buffer)
+    // Without chunk data there is no CRC: throws GenICam::LogicalErrorException.
+    bool VerifyCRC() override;
+
+    uint64_t GetPixelFormat() override;
+    uint64_t GetTimestamp() override;
+    uint64_t GetTimestampNs() override;
+    uint64_t GetLeaderReceivedTimestamp() override;
+    size_t GetNumChannels() override;
+
+protected:
+    std::unique_ptr<uint64_t> m_pixelFormat;
+    std::unique_ptr<uint64_t> m_timestampNs;
+    std::unique_ptr<uint64_t> m_leaderReceivedTimestamp;
+};
+
+} // namespace Vireo
+
+#endif

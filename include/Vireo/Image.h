@@ -1,0 +1,54 @@
+// An image buffer: a Buffer plus the image's geometry and timing, read lazily and cached.
+#ifndef VIREO_IMAGE_H
+#define VIREO_IMAGE_H
+
+#include <Vireo/Buffer.h>
+#include <Vireo/IImage.h>
+
+namespace Vireo {
+
+class VIREO_API Image : public IImage, public virtual Buffer {
+public:
+    Image();
+    Image(TLDataStream* stream, void* hBuffer);
+    // A deep snapshot, as Buffer(Buffer*), of the buffer and every image property.
+    explicit Image(Image* other);
+    ~Image() override;
+
+    VIREO_FORWARD_BUFFER_OPERATIONS(Buffer)
+    // An image without chunk data has no CRC: throws GenICam::LogicalErrorException.
+    bool VerifyCRC() override;
+
+    size_t GetWidth() override;
+    size_t GetHeight() override;
+    size_t GetOffsetX() override;
+    size_t GetOffsetY() override;
+    size_t GetPaddingX() override;
+    size_t GetPaddingY() override;
+    uint64_t GetPixelFormat() override;
+    size_t GetBitsPerPixel() override;
+    int32_t GetPixelEndianness() override;
+    uint64_t GetTimestamp() override;
+    uint64_t GetTimestampNs() override;
+    uint64_t GetLeaderReceivedTimestamp() override;
+    size_t GetNumChannels() override;
+    size_t GetBitsPerChannel() override;
+    size_t GetBytesPerStep() override;
+    size_t GetPixelsPerStep() override;
+
+protected:
+    std::unique_ptr<uint64_t> m_width;
+    std::unique_ptr<uint64_t> m_height;
+    std::unique_ptr<uint64_t> m_offsetX;
+    std::unique_ptr<uint64_t> m_offsetY;
+    std::unique_ptr<uint64_t> m_pixelFormat;
+    std::unique_ptr<uint64_t> m_paddingX;
+    std::unique_ptr<uint64_t> m_paddingY;
+    std::unique_ptr<int32_t> m_pixelEndianness;
+    std::unique_ptr<uint64_t> m_timestampNs;
+    std::unique_ptr<uint64_t> m_leaderReceivedTimestamp;
+};
+
+} // namespace Vireo
+
+#endif
