@@ -25,6 +25,10 @@ public:
     size_t GetNumChannels() override;
 
 protected:
+    // The values of a copy, read before the shared Buffer part copies the data block.
+    struct Snapshot;
+    CompressedImage(CompressedImage* other, Snapshot&& snapshot);
+
     std::unique_ptr<uint64_t> m_pixelFormat;
     std::unique_ptr<uint64_t> m_timestampNs;
     std::unique_ptr<uint64_t> m_leaderReceivedTimestamp;

@@ -37,6 +37,11 @@ public:
     size_t GetPixelsPerStep() override;
 
 protected:
+    // The image values of a copy, read before the shared Buffer part copies the data block,
+    // so that a failing read cannot strand that block.
+    struct Snapshot;
+    Image(Image* other, Snapshot&& snapshot);
+
     std::unique_ptr<uint64_t> m_width;
     std::unique_ptr<uint64_t> m_height;
     std::unique_ptr<uint64_t> m_offsetX;

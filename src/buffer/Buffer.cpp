@@ -31,6 +31,7 @@ Buffer::Buffer(Buffer* other)
       m_dataLargerThanBuffer(std::make_unique<bool>(other->DataLargerThanBuffer())) {
     // The whole allocation is copied, filled or not: what lies beyond the filled part is
     // still the source's memory, and a copy must not depend on how far the transport wrote.
+    // The block is allocated last, after everything that can fail.
     const size_t size = *m_sizeOfBuffer;
     const uint8_t* source = other->GetData();
     m_data = new uint8_t[size]();

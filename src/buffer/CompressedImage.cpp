@@ -10,11 +10,22 @@ CompressedImage::CompressedImage() = default;
 
 CompressedImage::CompressedImage(TLDataStream* stream, void* hBuffer) : Buffer(stream, hBuffer) {}
 
-CompressedImage::CompressedImage(CompressedImage* other)
+struct CompressedImage::Snapshot {
+    explicit Snapshot(CompressedImage* other)
+        : pixelFormat(std::make_unique<uint64_t>(other->GetPixelFormat())),
+          timestampNs(std::make_unique<uint64_t>(other->GetTimestampNs())),
+          leaderReceivedTimestamp(std::make_unique<uint64_t>(other->GetLeaderReceivedTimestamp())) {}
+
+    std::unique_ptr<uint64_t> pixelFormat, timestampNs, leaderReceivedTimestamp;
+};
+
+CompressedImage::CompressedImage(CompressedImage* other) : CompressedImage(other, Snapshot(other)) {}
+
+CompressedImage::CompressedImage(CompressedImage* other, Snapshot&& snapshot)
     : Buffer(other),
-      m_pixelFormat(std::make_unique<uint64_t>(other->GetPixelFormat())),
-      m_timestampNs(std::make_unique<uint64_t>(other->GetTimestampNs())),
-      m_leaderReceivedTimestamp(std::make_unique<uint64_t>(other->GetLeaderReceivedTimestamp())) {}
+      m_pixelFormat(std::move(snapshot.pixelFormat)),
+      m_timestampNs(std::move(snapshot.timestampNs)),
+      m_leaderReceivedTimestamp(std::move(snapshot.leaderReceivedTimestamp)) {}
 
 CompressedImage::~CompressedImage() = default;
 

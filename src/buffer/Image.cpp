@@ -10,18 +10,38 @@ Image::Image() = default;
 
 Image::Image(TLDataStream* stream, void* hBuffer) : Buffer(stream, hBuffer) {}
 
-Image::Image(Image* other)
+struct Image::Snapshot {
+    explicit Snapshot(Image* other)
+        : width(std::make_unique<uint64_t>(other->GetWidth())),
+          height(std::make_unique<uint64_t>(other->GetHeight())),
+          offsetX(std::make_unique<uint64_t>(other->GetOffsetX())),
+          offsetY(std::make_unique<uint64_t>(other->GetOffsetY())),
+          pixelFormat(std::make_unique<uint64_t>(other->GetPixelFormat())),
+          paddingX(std::make_unique<uint64_t>(other->GetPaddingX())),
+          paddingY(std::make_unique<uint64_t>(other->GetPaddingY())),
+          pixelEndianness(std::make_unique<int32_t>(other->GetPixelEndianness())),
+          timestampNs(std::make_unique<uint64_t>(other->GetTimestampNs())),
+          leaderReceivedTimestamp(std::make_unique<uint64_t>(other->GetLeaderReceivedTimestamp())) {}
+
+    std::unique_ptr<uint64_t> width, height, offsetX, offsetY, pixelFormat, paddingX, paddingY;
+    std::unique_ptr<int32_t> pixelEndianness;
+    std::unique_ptr<uint64_t> timestampNs, leaderReceivedTimestamp;
+};
+
+Image::Image(Image* other) : Image(other, Snapshot(other)) {}
+
+Image::Image(Image* other, Snapshot&& snapshot)
     : Buffer(other),
-      m_width(std::make_unique<uint64_t>(other->GetWidth())),
-      m_height(std::make_unique<uint64_t>(other->GetHeight())),
-      m_offsetX(std::make_unique<uint64_t>(other->GetOffsetX())),
-      m_offsetY(std::make_unique<uint64_t>(other->GetOffsetY())),
-      m_pixelFormat(std::make_unique<uint64_t>(other->GetPixelFormat())),
-      m_paddingX(std::make_unique<uint64_t>(other->GetPaddingX())),
-      m_paddingY(std::make_unique<uint64_t>(other->GetPaddingY())),
-      m_pixelEndianness(std::make_unique<int32_t>(other->GetPixelEndianness())),
-      m_timestampNs(std::make_unique<uint64_t>(other->GetTimestampNs())),
-      m_leaderReceivedTimestamp(std::make_unique<uint64_t>(other->GetLeaderReceivedTimestamp())) {}
+      m_width(std::move(snapshot.width)),
+      m_height(std::move(snapshot.height)),
+      m_offsetX(std::move(snapshot.offsetX)),
+      m_offsetY(std::move(snapshot.offsetY)),
+      m_pixelFormat(std::move(snapshot.pixelFormat)),
+      m_paddingX(std::move(snapshot.paddingX)),
+      m_paddingY(std::move(snapshot.paddingY)),
+      m_pixelEndianness(std::move(snapshot.pixelEndianness)),
+      m_timestampNs(std::move(snapshot.timestampNs)),
+      m_leaderReceivedTimestamp(std::move(snapshot.leaderReceivedTimestamp)) {}
 
 Image::~Image() = default;
 

@@ -226,10 +226,20 @@ TEST_F(BufferObjects, ACopyOfAPartlyFilledBufferHoldsTheWholeBuffer) {
     delete[] compressedCopy.GetData();
 }
 
+// Nothing may be left behind when a copy fails part way (the sanitizer build checks leaks).
 TEST_F(BufferObjects, CopyingFailsCleanlyWhenTheSourceCannotBeRead) {
     stream.Fail(GenTL::BUFFER_INFO_BASE, GenTL::GC_ERR_INVALID_BUFFER);
     Buffer source(&stream, kBuffer);
     EXPECT_THROW(Buffer copy(&source), GenICam::InvalidArgumentException);
+
+    ScriptedDataStream imageStream;
+    imageStream.answers = stream.answers;
+    imageStream.SetPointer(GenTL::BUFFER_INFO_BASE, bytes.data());
+    imageStream.Fail(GenTL::BUFFER_INFO_LEADER_RECEIVED_TIMESTAMP, GenTL::GC_ERR_IO);
+    Image image(&imageStream, kBuffer);
+    EXPECT_THROW(Image copy(&image), GenICam::RuntimeException);
+    CompressedImage compressed(&imageStream, kBuffer);
+    EXPECT_THROW(CompressedImage copy(&compressed), GenICam::RuntimeException);
 }
 
 TEST_F(BufferObjects, VerifyingACrcWithoutChunksIsRefusedPerKind) {
