@@ -8,4 +8,21 @@
 #include <Vireo/Library.h>
 #include <Vireo/PixelFormat.h>
 
+#include <Vireo/TLBase.h>
+#include <Vireo/TLDataStream.h>
+#include <Vireo/TLDevice.h>
+#include <Vireo/TLEvent.h>
+#include <Vireo/TLInterface.h>
+#include <Vireo/TLSystem.h>
+
+#include <Vireo/IBuffer.h>
+#include <Vireo/IChunkData.h>
+#include <Vireo/ICompressedImage.h>
+#include <Vireo/IImage.h>
+#include <Vireo/Buffer.h>
+#include <Vireo/CompressedImage.h>
+#include <Vireo/Image.h>
+#include <Vireo/Crc.h>
+#include <Vireo/QoiCodec.h>
+
 #endif
