@@ -2,10 +2,12 @@
 //
 // The encoder's output is byte for byte that of every conforming QOI encoder, and the decoder
 // reads any stream the way the QOI reference reader does, including streams that end early
-// (the remaining pixels repeat the last one). Both work on pixels packed into one 32-bit word,
-// r in the lowest byte and a in the highest, so that a comparison or copy is one operation.
+// (the remaining pixels repeat the last one). The encoder works on pixels packed into one
+// 32-bit word, r in the lowest byte and a in the highest, so that a comparison is one
+// operation; the decoder on pixels spread into 16-bit lanes, where arithmetic is cheaper.
 #include <Vireo/QoiCodec.h>
 
+#include <array>
 #include <bit>
 #include <climits>
 #include <cstdlib>
@@ -21,13 +23,23 @@ constexpr unsigned char opIndex = 0x00, opDiff = 0x40, opLuma = 0x80, opRun = 0x
 constexpr int maximumRun = 62;
 constexpr uint32_t opaqueBlack = 0xFF000000; // the previous pixel before the first
 
-// (r * 3 + g * 5 + b * 7 + a * 11) mod 64 with one multiplication: the bytes are spread into
-// 16-bit lanes (r at bit 0, b at 16, g at 32, a at 48) so that the multiplier's four factors
-// meet in the top byte; the partial products below it stay under bit 54 and never carry in.
-inline unsigned IndexPosition(uint32_t pixel) {
-    const uint64_t spread = (pixel & 0x00FF00FFull) | (static_cast<uint64_t>(pixel & 0xFF00FF00u) << 24);
-    return static_cast<unsigned>((spread * 0x0300070005000B00ull) >> 56) & 63;
+// A pixel spread into 16-bit lanes, r at bit 0, b at 16, g at 32 and a at 48. Lane-wise
+// sums of bytes cannot carry into the next lane, so adding differences to all channels is
+// one addition and one mask, and the index position is one multiplication.
+constexpr uint64_t laneMask = 0x00FF00FF00FF00FFull;
+constexpr uint64_t alphaLane = 0x00FF000000000000ull;
+
+constexpr uint64_t Lanes(unsigned r, unsigned g, unsigned b, unsigned a) {
+    return (r & 0xFF) | static_cast<uint64_t>(b & 0xFF) << 16 | static_cast<uint64_t>(g & 0xFF) << 32 |
+           static_cast<uint64_t>(a & 0xFF) << 48;
 }
+inline uint64_t Spread(uint32_t pixel) { return (pixel & 0x00FF00FFull) | static_cast<uint64_t>(pixel & 0xFF00FF00u) << 24; }
+inline uint32_t Pack(uint64_t spread) { return static_cast<uint32_t>(spread | spread >> 24); }
+
+// (r * 3 + g * 5 + b * 7 + a * 11) mod 64: the multiplier's four factors meet the four lanes
+// in the top byte; the partial products below it stay under bit 54 and never carry in.
+inline unsigned IndexPosition(uint64_t spread) { return static_cast<unsigned>((spread * 0x0300070005000B00ull) >> 56) & 63; }
+inline unsigned IndexPosition(uint32_t pixel) { return IndexPosition(Spread(pixel)); }
 
 template <int Channels> inline uint32_t LoadPixel(const unsigned char* at) {
     if constexpr (Channels == 4) return Qoi::Load32(at);
@@ -49,34 +61,44 @@ inline unsigned char* WriteRun(unsigned char* __restrict out, size_t run) {
 
 // Codes a pixel that differs from the previous one, with the first of these that fits: the
 // index of recently seen pixels, a small difference, a luma difference, the full colour.
+// On camera frames the choice is close to random from pixel to pixel, so every candidate is
+// computed and the choice is made by selection rather than by branches; one 8-byte store
+// writes whichever it is (the stream always has room: at least the end marker's 8 bytes are
+// still to come).
 inline unsigned char* WriteChange(unsigned char* __restrict out, uint32_t pixel, uint32_t previous, uint32_t* __restrict index) {
     const unsigned position = IndexPosition(pixel);
-    if (index[position] == pixel) {
-        *out = static_cast<unsigned char>(opIndex | position);
-        return out + 1;
-    }
+    const bool inIndex = index[position] == pixel;
     index[position] = pixel;
-    if ((pixel ^ previous) >> 24) { // alpha changed
-        *out = opRgba;
-        Qoi::Store32(out + 1, pixel);
-        return out + 5;
-    }
+
     const auto vr = static_cast<int8_t>(pixel - previous);
     const auto vg = static_cast<int8_t>((pixel >> 8) - (previous >> 8));
     const auto vb = static_cast<int8_t>((pixel >> 16) - (previous >> 16));
-    if (static_cast<unsigned>(vr + 2) < 4 && static_cast<unsigned>(vg + 2) < 4 && static_cast<unsigned>(vb + 2) < 4) {
-        *out = static_cast<unsigned char>(opDiff | (vr + 2) << 4 | (vg + 2) << 2 | (vb + 2));
-        return out + 1;
-    }
     const auto vgr = static_cast<int8_t>(vr - vg);
     const auto vgb = static_cast<int8_t>(vb - vg);
-    if (static_cast<unsigned>(vg + 32) < 64 && static_cast<unsigned>(vgr + 8) < 16 && static_cast<unsigned>(vgb + 8) < 16) {
-        out[0] = static_cast<unsigned char>(opLuma | (vg + 32));
-        out[1] = static_cast<unsigned char>((vgr + 8) << 4 | (vgb + 8));
-        return out + 2;
+    const bool sameAlpha = (pixel ^ previous) < 0x01000000;
+    const bool small = (static_cast<unsigned>(vr + 2) | static_cast<unsigned>(vg + 2) | static_cast<unsigned>(vb + 2)) < 4;
+    const bool luma = static_cast<unsigned>(vg + 32) < 64 && (static_cast<unsigned>(vgr + 8) | static_cast<unsigned>(vgb + 8)) < 16;
+
+    uint64_t code = opRgba | static_cast<uint64_t>(pixel) << 8;
+    size_t length = 5;
+    if (sameAlpha) {
+        code = opRgb | static_cast<uint64_t>(pixel & 0x00FFFFFF) << 8;
+        length = 4;
     }
-    Qoi::Store32(out, pixel << 8 | opRgb); // 0xFE, r, g, b
-    return out + 4;
+    if (sameAlpha && luma) {
+        code = (opLuma | (vg + 32)) | ((vgr + 8) << 4 | (vgb + 8)) << 8;
+        length = 2;
+    }
+    if (sameAlpha && small) {
+        code = opDiff | (vr + 2) << 4 | (vg + 2) << 2 | (vb + 2);
+        length = 1;
+    }
+    if (inIndex) {
+        code = opIndex | position;
+        length = 1;
+    }
+    Qoi::Store64(out, code);
+    return out + length;
 }
 
 template <int Channels> unsigned char* EncodeChunks(const unsigned char* __restrict in, size_t count, unsigned char* __restrict out) {
@@ -117,58 +139,69 @@ template <int Channels> unsigned char* EncodeChunks(const unsigned char* __restr
     return WriteRun(out, run);
 }
 
-template <int Channels> inline void StorePixel(unsigned char* at, uint32_t pixel) {
-    // Four bytes are stored even for three channels; the next pixel (or the block's spare
-    // bytes) overwrites the fourth.
-    Qoi::Store32(at, pixel);
-}
-
-// Adds the three signed byte differences packed in delta to r, g and b, each modulo 256,
-// keeping alpha: lane-wise addition without carries between the bytes.
-inline uint32_t AddToColour(uint32_t pixel, uint32_t delta) {
-    const uint32_t sum = (pixel & 0x007F7F7F) + (delta & 0x007F7F7F);
-    return (sum ^ ((pixel ^ delta) & 0x00808080)) | (pixel & 0xFF000000);
-}
-
-inline uint32_t PackDelta(int dr, int dg, int db) {
-    return (static_cast<uint32_t>(dr) & 0xFF) | (static_cast<uint32_t>(dg) & 0xFF) << 8 | (static_cast<uint32_t>(db) & 0xFF) << 16;
-}
+// What the first byte of an operation adds to each lane: the differences of QOI_OP_DIFF, the
+// green difference of QOI_OP_LUMA (with the -8 bias of its red and blue parts); nothing for
+// the other kinds.
+constexpr auto firstByteDeltas = [] {
+    std::array<uint64_t, 256> deltas{};
+    for (unsigned op = opDiff; op < opLuma; ++op) deltas[op] = Lanes((op >> 4 & 3) - 2, (op >> 2 & 3) - 2, (op & 3) - 2, 0);
+    for (unsigned op = opLuma; op < opRun; ++op) {
+        const unsigned green = (op & 0x3F) - 32;
+        deltas[op] = Lanes(green - 8, green, green - 8, 0);
+    }
+    return deltas;
+}();
+// What the second byte of QOI_OP_LUMA adds to red and blue on top of the green difference.
+constexpr auto secondByteDeltas = [] {
+    std::array<uint64_t, 256> deltas{};
+    for (unsigned byte = 0; byte < 256; ++byte) deltas[byte] = Lanes(byte >> 4, 0, byte & 0x0F, 0);
+    return deltas;
+}();
 
 template <int Channels>
 void DecodeChunks(const unsigned char* __restrict in, const unsigned char* chunksEnd, unsigned char* __restrict out, size_t count) {
-    uint32_t index[64] = {};
-    uint32_t pixel = opaqueBlack;
+    uint64_t index[64] = {};
+    uint64_t pixel = Spread(opaqueBlack);
     size_t i = 0;
+    // Each pixel is stored as a whole word, also for three channels: the next pixel, or the
+    // block's spare byte, takes the fourth.
     while (i < count) {
         if (in >= chunksEnd) {
             // The stream ended early: the remaining pixels repeat the last one.
-            for (; i < count; ++i) StorePixel<Channels>(out + i * Channels, pixel);
+            for (; i < count; ++i) Qoi::Store32(out + i * Channels, Pack(pixel));
             return;
         }
-        const unsigned op = *in++;
-        if (op < opDiff) {
+        // Most frequent kinds first (QOI_OP_LUMA is three quarters of a noisy camera frame),
+        // each with a fixed length: when the branch is predicted the next read does not wait
+        // for this operation's byte. Selecting among all kinds without branches was slower,
+        // for exactly that wait.
+        const unsigned op = in[0];
+        if (op - opLuma < opRun - opLuma) {
+            pixel = (pixel + firstByteDeltas[op] + secondByteDeltas[in[1]]) & laneMask;
+            in += 2;
+        } else if (op == opRgb) {
+            pixel = (Spread(Qoi::Load32(in + 1)) & ~alphaLane) | (pixel & alphaLane);
+            in += 4;
+        } else if (op >= opDiff && op < opLuma) {
+            pixel = (pixel + firstByteDeltas[op]) & laneMask;
+            ++in;
+        } else if (op < opDiff) {
             pixel = index[op];
-        } else if (op < opLuma) {
-            pixel = AddToColour(pixel, PackDelta((op >> 4 & 3) - 2, (op >> 2 & 3) - 2, (op & 3) - 2));
-        } else if (op < opRun) {
-            const int vg = static_cast<int>(op & 0x3F) - 32;
-            const unsigned second = *in++;
-            pixel = AddToColour(pixel, PackDelta(vg - 8 + static_cast<int>(second >> 4), vg, vg - 8 + static_cast<int>(second & 0x0F)));
-        } else if (op < opRgb) {
+            ++in;
+        } else if (op == opRgba) {
+            pixel = Spread(Qoi::Load32(in + 1));
+            in += 5;
+        } else {
+            ++in;
             index[IndexPosition(pixel)] = pixel;
             const size_t run = (op & 0x3F) + 1;
             const size_t end = run < count - i ? i + run : count;
-            for (; i < end; ++i) StorePixel<Channels>(out + i * Channels, pixel);
+            const uint32_t packed = Pack(pixel);
+            for (; i < end; ++i) Qoi::Store32(out + i * Channels, packed);
             continue;
-        } else if (op == opRgb) {
-            pixel = (Qoi::Load32(in) & 0x00FFFFFF) | (pixel & 0xFF000000);
-            in += 3;
-        } else {
-            pixel = Qoi::Load32(in);
-            in += 4;
         }
         index[IndexPosition(pixel)] = pixel;
-        StorePixel<Channels>(out + i * Channels, pixel);
+        Qoi::Store32(out + i * Channels, Pack(pixel));
         ++i;
     }
 }
