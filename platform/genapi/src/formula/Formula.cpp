@@ -232,7 +232,7 @@ private:
 
     int ParseNumber() {
         const size_t start = m_position;
-        if (m_text.size() - m_position > 2 && m_text[m_position] == '0' &&
+        if (m_text.size() - m_position >= 2 && m_text[m_position] == '0' &&
             (m_text[m_position + 1] == 'x' || m_text[m_position + 1] == 'X')) {
             m_position += 2;
             uint64_t value = 0;
