@@ -66,12 +66,12 @@ CallbackHandleType Register(INode* pNode, Client& client, Member member, ECallba
     return pNode->RegisterCallback(new Member_NodeCallback<Client, Member>(pNode, client, member, CallbackType));
 }
 
+// Finds the node a handle was registered on and removes the callback there; false for a
+// handle that is not (or no longer) registered, so a stale handle is harmless.
+GENAPI_DECL bool DeregisterCallbackHandle(CallbackHandleType hCallback);
+
 // Removes and destroys a callback; false for a handle that is not registered.
-inline bool Deregister(CallbackHandleType hCallback) {
-    if (hCallback == 0) return false;
-    CNodeCallback* callback = reinterpret_cast<CNodeCallback*>(hCallback);
-    return callback->GetNode()->DeregisterCallback(hCallback);
-}
+inline bool Deregister(CallbackHandleType hCallback) { return DeregisterCallbackHandle(hCallback); }
 
 } // namespace GenApi
 

@@ -1,6 +1,8 @@
 #include "nodes/Node.h"
 
 #include <algorithm>
+#include <mutex>
+#include <unordered_map>
 
 #include <Base/GCException.h>
 #include <GenApi/EnumClasses.h>
@@ -11,12 +13,32 @@
 
 namespace GenApi::detail {
 
+namespace {
+// Which node each live callback handle belongs to, so that GenApi::Deregister can refuse
+// handles that were never issued or are already gone instead of following them.
+std::mutex g_handlesMutex;
+std::unordered_map<CallbackHandleType, Node*> g_handles;
+
+void Remember(CallbackHandleType handle, Node* node) {
+    std::lock_guard<std::mutex> lock(g_handlesMutex);
+    g_handles[handle] = node;
+}
+
+void Forget(CallbackHandleType handle) {
+    std::lock_guard<std::mutex> lock(g_handlesMutex);
+    g_handles.erase(handle);
+}
+} // namespace
+
 Node::Node(NodeMap& map, std::string name, const char* elementName, ValueKind kind)
     : m_map(map), m_name(std::move(name)), m_elementName(elementName), m_kind(kind) {}
 
 Node::~Node() {
-    for (CNodeCallback* callback : m_callbacks)
-        if (callback != nullptr) callback->Destroy();
+    for (CNodeCallback* callback : m_callbacks) {
+        if (callback == nullptr) continue;
+        Forget(reinterpret_cast<CallbackHandleType>(callback));
+        callback->Destroy();
+    }
 }
 
 bool Node::ParseProperty(std::string_view element, const pugi::xml_node& child, NodeBuilder& builder) {
@@ -238,7 +260,9 @@ CallbackHandleType Node::RegisterCallback(CNodeCallback* pCallback) {
     NodeMap::Entry entry(m_map);
     m_callbacks.push_back(pCallback);
     ++m_callbackCount;
-    return reinterpret_cast<CallbackHandleType>(pCallback);
+    const CallbackHandleType handle = reinterpret_cast<CallbackHandleType>(pCallback);
+    Remember(handle, this);
+    return handle;
 }
 
 bool Node::DeregisterCallback(CallbackHandleType hCallback) {
@@ -246,6 +270,7 @@ bool Node::DeregisterCallback(CallbackHandleType hCallback) {
     auto found = std::find(m_callbacks.begin(), m_callbacks.end(), reinterpret_cast<CNodeCallback*>(hCallback));
     if (found == m_callbacks.end() || *found == nullptr) return false;
     // Destroyed when the outermost entry ends, so that a callback running now stays valid.
+    Forget(hCallback);
     m_map.Retire(*found);
     *found = nullptr;
     --m_callbackCount;
@@ -317,3 +342,18 @@ void Node::GetSelectingFeatures(FeatureList_t& Features) const {
 }
 
 } // namespace GenApi::detail
+
+namespace GenApi {
+
+bool DeregisterCallbackHandle(CallbackHandleType hCallback) {
+    detail::Node* node = nullptr;
+    {
+        std::lock_guard<std::mutex> lock(detail::g_handlesMutex);
+        const auto found = detail::g_handles.find(hCallback);
+        if (found == detail::g_handles.end()) return false;
+        node = found->second;
+    }
+    return node->DeregisterCallback(hCallback);
+}
+
+} // namespace GenApi
