@@ -24,13 +24,17 @@ public:
     void SetBagName(const GenICam::gcstring& BagName) { m_bagName = BagName; }
     GenICam::gcstring GetBagName() const { return m_bagName; }
 
-    GENAPI_DECL friend std::ostream& operator<<(std::ostream& stream, const CFeatureBag& bag);
-    GENAPI_DECL friend std::istream& operator>>(std::istream& stream, CFeatureBag& bag);
+    friend std::ostream& operator<<(std::ostream& stream, const CFeatureBag& bag);
+    friend std::istream& operator>>(std::istream& stream, CFeatureBag& bag);
 
 private:
     GenICam::gcstring m_bagName;
     std::vector<std::pair<std::string, std::string>> m_entries;
 };
+
+// One "name<TAB>value" line per entry, after comment lines starting with '#'.
+GENAPI_DECL std::ostream& operator<<(std::ostream& stream, const CFeatureBag& bag);
+GENAPI_DECL std::istream& operator>>(std::istream& stream, CFeatureBag& bag);
 
 } // namespace GenApi
 
