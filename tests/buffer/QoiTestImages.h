@@ -36,7 +36,7 @@ inline std::vector<uint8_t> MixedPixels(size_t count, int channels, uint32_t see
             for (auto& value : pixel) value = static_cast<uint8_t>(value + static_cast<int>(random() % 3) - 1);
             break;
         case 3: {
-            const int step = static_cast<int>(random() % 48) - 24;
+            const int step = static_cast<int>(random() % 80) - 40; // across the luma limits
             for (int c = 0; c < channels && c < 3; ++c)
                 pixel[c] = static_cast<uint8_t>(pixel[c] + step + static_cast<int>(random() % 9) - 4);
             break;
