@@ -1,0 +1,106 @@
+// One virtual GigE Vision camera: identity, remote register space (with its zipped
+// description file), acquisition state and the frames it produces. A camera exists
+// independently of whether an application has it open, as a camera on the network does.
+#ifndef VIRTUALGENTL_VIRTUALCAMERA_H
+#define VIRTUALGENTL_VIRTUALCAMERA_H
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <string>
+
+#include "../description/RegisterSpace.h"
+#include "CameraModel.h"
+#include "TestPattern.h"
+
+namespace VirtualGenTL {
+
+struct CameraIdentity {
+    std::string serialNumber;
+    std::string userDefinedName;
+    uint64_t macAddress = 0;
+    uint32_t ipAddress = 0;
+    uint32_t subnetMask = 0xFFFFFF00;
+    uint32_t defaultGateway = 0;
+    bool dhcp = false;
+    bool persistentIp = true;
+    bool lla = false;
+};
+
+// What the camera wrote into a buffer.
+struct FrameInfo {
+    uint64_t frameId = 0;
+    uint64_t timestampNs = 0;
+    uint64_t width = 0, height = 0, offsetX = 0, offsetY = 0;
+    uint64_t pixelFormat = 0;
+    uint64_t payloadType = 1;
+    size_t sizeFilled = 0;
+    size_t dataSize = 0;  // what the camera meant to send
+    bool incomplete = false;
+    bool dataLargerThanBuffer = false;
+};
+
+class VirtualCamera {
+public:
+    VirtualCamera(CameraModel model, CameraIdentity identity);
+
+    const CameraModel& Model() const { return m_model; }
+    const CameraIdentity& Identity() const { return m_identity; }
+    void SetAddress(uint32_t ip, uint32_t subnet, uint32_t gateway);  // ForceIp
+    RegisterSpace& Registers() { return *m_registers; }
+    std::string DescriptionFileName() const;
+
+    // Connection state, as the control interface sets it.
+    bool Connected() const { return m_connected.load(); }
+    void SetConnected(bool connected);
+
+    // Exclusive use by one opened device module at a time.
+    bool TryClaim();
+    void Release();
+
+    // Waits for the next frame to be due: continuous acquisition at the frame rate, or a
+    // trigger. Returns false when *stop becomes true (checked under the camera's lock; call
+    // WakeWaiters after setting it).
+    bool WaitForFrame(const std::atomic<bool>* stop);
+    void WakeWaiters();
+    // Fires a software or action trigger.
+    void Trigger();
+    // The next frame is cut short and delivered incomplete.
+    void MarkNextFrameIncomplete() { m_nextIncomplete = true; }
+
+    // Writes the next frame into memory of the given size.
+    FrameInfo Produce(uint8_t* memory, size_t size);
+    // The size of the frame as configured now.
+    size_t PayloadSize() const;
+
+private:
+    void InstallBehaviour();
+    void UpdatePayloadSize();
+    std::chrono::nanoseconds FramePeriod() const;
+
+    CameraModel m_model;
+    CameraIdentity m_identity;
+    std::unique_ptr<RegisterSpace> m_registers;
+    std::atomic<bool> m_connected{true};
+    std::atomic<bool> m_claimed{false};
+    std::atomic<bool> m_nextIncomplete{false};
+
+    std::mutex m_frameMutex;  // guards the acquisition state below
+    std::condition_variable m_frameCondition;
+    bool m_acquiring = false;
+    int64_t m_framesLeft = -1;  // -1: continuous
+    uint64_t m_pendingTriggers = 0;
+    std::chrono::steady_clock::time_point m_nextFrame;
+    uint64_t m_frameCounter = 0;
+
+    std::mutex m_patternMutex;  // guards the cached pattern
+    std::unique_ptr<TestPattern> m_pattern;
+    uint64_t m_patternWidth = 0, m_patternFormat = 0;
+};
+
+} // namespace VirtualGenTL
+
+#endif

@@ -1,0 +1,142 @@
+#include "RegisterSpace.h"
+
+#include <cstdio>
+#include <cstring>
+
+#include "../src/Errors.h"
+
+namespace VirtualGenTL {
+
+RegisterSpace::RegisterSpace(std::shared_ptr<const Description> description, std::vector<uint8_t> fileBytes)
+    : m_description(std::move(description)), m_file(std::move(fileBytes)),
+      m_registers(m_description->RegisterBytes(), 0) {}
+
+std::string RegisterSpace::FileUrl(const std::string& fileName) const {
+    char text[128];
+    std::snprintf(text, sizeof text, ";%llX;%llX", static_cast<unsigned long long>(kFileAddress),
+                  static_cast<unsigned long long>(m_file.size()));
+    return "local:" + fileName + text;
+}
+
+const Feature* RegisterSpace::FeatureAt(uint64_t address, size_t size, uint32_t* index) const {
+    for (const Feature& feature : m_description->Features()) {
+        const uint64_t length = Description::RegisterLength(feature);
+        const uint64_t count = feature.selector.empty() ? 1 : feature.selectorCount;
+        if (address < feature.address || address >= feature.address + length * count) continue;
+        const uint64_t element = (address - feature.address) / length;
+        if (address + size > feature.address + (element + 1) * length) return nullptr;  // straddles registers
+        *index = static_cast<uint32_t>(element);
+        return &feature;
+    }
+    return nullptr;
+}
+
+void RegisterSpace::Read(uint64_t address, void* buffer, size_t size) const {
+    if (buffer == nullptr) Fail(GenTL::GC_ERR_INVALID_PARAMETER, "the buffer is null");
+    if (address >= kFileAddress) {
+        const uint64_t offset = address - kFileAddress;
+        if (offset > m_file.size() || size > m_file.size() - offset)
+            Fail(GenTL::GC_ERR_INVALID_ADDRESS, "read past the end of the description file");
+        std::memcpy(buffer, m_file.data() + offset, size);
+        return;
+    }
+    uint32_t index = 0;
+    const Feature* feature = FeatureAt(address, size, &index);
+    if (feature == nullptr) Fail(GenTL::GC_ERR_INVALID_ADDRESS, "no register at this address and length");
+    if (feature->access == Access::WO) Fail(GenTL::GC_ERR_ACCESS_DENIED, feature->name + " is write-only");
+    std::lock_guard lock(m_mutex);
+    std::memcpy(buffer, m_registers.data() + address, size);
+}
+
+void RegisterSpace::Write(uint64_t address, const void* buffer, size_t size) {
+    if (buffer == nullptr) Fail(GenTL::GC_ERR_INVALID_PARAMETER, "the buffer is null");
+    uint32_t index = 0;
+    const Feature* feature = address < kFileAddress ? FeatureAt(address, size, &index) : nullptr;
+    if (feature == nullptr) Fail(GenTL::GC_ERR_INVALID_ADDRESS, "no writable register at this address and length");
+    if (feature->access == Access::RO) Fail(GenTL::GC_ERR_ACCESS_DENIED, feature->name + " is read-only");
+    if (m_guard) m_guard(*feature);
+    int64_t value = 0;
+    {
+        std::lock_guard lock(m_mutex);
+        std::memcpy(m_registers.data() + address, buffer, size);
+        if (feature->kind != FeatureKind::String && feature->kind != FeatureKind::Float)
+            value = static_cast<int64_t>(Load(*feature, index));
+    }
+    const auto hook = m_hooks.find(feature->name);
+    if (hook != m_hooks.end()) hook->second(value, index);
+}
+
+void RegisterSpace::OnWrite(const std::string& name, Hook hook) {
+    m_description->Get(name);  // must exist
+    m_hooks[name] = std::move(hook);
+}
+
+uint64_t RegisterSpace::Load(const Feature& feature, uint32_t index) const {
+    const uint32_t length = Description::RegisterLength(feature);
+    const uint8_t* bytes = m_registers.data() + feature.address + uint64_t(index) * length;
+    uint64_t value = 0;
+    for (uint32_t byte = 0; byte < length; ++byte) {
+        const uint32_t position = m_description->BigEndian() ? byte : length - 1 - byte;
+        value = value << 8 | bytes[position];
+    }
+    if (feature.kind == FeatureKind::Integer && feature.min < 0 && length < 8) {
+        const uint64_t sign = uint64_t(1) << (length * 8 - 1);
+        if (value & sign) value |= ~((sign << 1) - 1);
+    }
+    return value;
+}
+
+void RegisterSpace::Store(const Feature& feature, uint32_t index, uint64_t raw) {
+    const uint32_t length = Description::RegisterLength(feature);
+    uint8_t* bytes = m_registers.data() + feature.address + uint64_t(index) * length;
+    for (uint32_t byte = 0; byte < length; ++byte) {
+        const uint32_t position = m_description->BigEndian() ? length - 1 - byte : byte;
+        bytes[position] = static_cast<uint8_t>(raw >> (8 * byte));
+    }
+}
+
+int64_t RegisterSpace::GetInteger(const std::string& name, uint32_t index) const {
+    const Feature& feature = m_description->Get(name);
+    std::lock_guard lock(m_mutex);
+    return static_cast<int64_t>(Load(feature, index));
+}
+
+void RegisterSpace::SetInteger(const std::string& name, int64_t value, uint32_t index) {
+    const Feature& feature = m_description->Get(name);
+    std::lock_guard lock(m_mutex);
+    Store(feature, index, static_cast<uint64_t>(value));
+}
+
+double RegisterSpace::GetFloat(const std::string& name) const {
+    const Feature& feature = m_description->Get(name);
+    std::lock_guard lock(m_mutex);
+    const uint64_t raw = Load(feature, 0);
+    double value;
+    std::memcpy(&value, &raw, sizeof value);
+    return value;
+}
+
+void RegisterSpace::SetFloat(const std::string& name, double value) {
+    const Feature& feature = m_description->Get(name);
+    uint64_t raw;
+    std::memcpy(&raw, &value, sizeof raw);
+    std::lock_guard lock(m_mutex);
+    Store(feature, 0, raw);
+}
+
+std::string RegisterSpace::GetString(const std::string& name) const {
+    const Feature& feature = m_description->Get(name);
+    std::lock_guard lock(m_mutex);
+    const char* text = reinterpret_cast<const char*>(m_registers.data() + feature.address);
+    return std::string(text, strnlen(text, feature.length));
+}
+
+void RegisterSpace::SetString(const std::string& name, const std::string& value) {
+    const Feature& feature = m_description->Get(name);
+    std::lock_guard lock(m_mutex);
+    uint8_t* bytes = m_registers.data() + feature.address;
+    std::memset(bytes, 0, feature.length);
+    std::memcpy(bytes, value.data(), std::min<size_t>(value.size(), feature.length - 1));
+}
+
+} // namespace VirtualGenTL

@@ -1,0 +1,68 @@
+// The register port of one module: the registers of its description's features, laid out
+// as the description says, and the description file itself at kFileAddress. Reads and
+// writes from the port are checked against the features' access modes; the module's own
+// code reads and sets values by feature name and is told of writes through hooks.
+#ifndef VIRTUALGENTL_REGISTERSPACE_H
+#define VIRTUALGENTL_REGISTERSPACE_H
+
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "Description.h"
+
+namespace VirtualGenTL {
+
+class RegisterSpace {
+public:
+    static constexpr uint64_t kFileAddress = 0x100000;
+
+    // fileBytes: the description file as served (plain XML or a zip archive).
+    RegisterSpace(std::shared_ptr<const Description> description, std::vector<uint8_t> fileBytes);
+
+    // Port access, as GCReadPort / GCWritePort see it. Throws ProducerError.
+    void Read(uint64_t address, void* buffer, size_t size) const;
+    void Write(uint64_t address, const void* buffer, size_t size);
+
+    // Typed access by feature name for the module's own code; bypasses access modes.
+    int64_t GetInteger(const std::string& name, uint32_t index = 0) const;
+    void SetInteger(const std::string& name, int64_t value, uint32_t index = 0);
+    double GetFloat(const std::string& name) const;
+    void SetFloat(const std::string& name, double value);
+    std::string GetString(const std::string& name) const;
+    void SetString(const std::string& name, const std::string& value);
+    bool Has(const std::string& name) const { return m_description->Find(name) != nullptr; }
+
+    // Called after the port wrote the feature's register (value as now stored, and for
+    // selected features the selector index). Runs with the space's lock released.
+    using Hook = std::function<void(int64_t value, uint32_t index)>;
+    void OnWrite(const std::string& name, Hook hook);
+    // Decides whether a port write may happen (e.g. locked while streaming); throws to refuse.
+    using Guard = std::function<void(const Feature& feature)>;
+    void SetWriteGuard(Guard guard) { m_guard = std::move(guard); }
+
+    const Description& GetDescription() const { return *m_description; }
+    uint64_t FileSize() const { return m_file.size(); }
+    // The URL of the description file on this port, e.g. "local:GenTLSystem.xml;100000;2A0".
+    std::string FileUrl(const std::string& fileName) const;
+
+private:
+    uint64_t Load(const Feature& feature, uint32_t index) const;  // raw register value
+    void Store(const Feature& feature, uint32_t index, uint64_t raw);
+    const Feature* FeatureAt(uint64_t address, size_t size, uint32_t* index) const;
+
+    std::shared_ptr<const Description> m_description;
+    std::vector<uint8_t> m_file;
+    mutable std::mutex m_mutex;  // guards m_registers
+    std::vector<uint8_t> m_registers;
+    std::map<std::string, Hook> m_hooks;
+    Guard m_guard;
+};
+
+} // namespace VirtualGenTL
+
+#endif

@@ -1,0 +1,403 @@
+#include <algorithm>
+#include <chrono>
+
+#include "Modules.h"
+
+namespace VirtualGenTL {
+namespace {
+
+std::unique_ptr<RegisterSpace> StreamPort(const std::string& id) {
+    DescriptionHeader header{"VireoVirtualDataStream", "Vireo", "Virtual GigE Vision data stream", "StreamPort", false};
+    std::vector<Feature> features = {
+        StringFeature("StreamID", "StreamInformation", 32),
+        EnumerationFeature("StreamType", "StreamInformation", {{"GigEVision", 0}}, Access::RO),
+        EnumerationFeature("StreamBufferHandlingMode", "BufferHandlingControl",
+                           {{"OldestFirst", 0}, {"OldestFirstOverwrite", 1}, {"NewestOnly", 2}}),
+        IntegerFeature("StreamAnnouncedBufferCount", "BufferHandlingControl", Access::RO, 0, INT64_MAX),
+        IntegerFeature("StreamAnnounceBufferMinimum", "BufferHandlingControl", Access::RO, 0, INT64_MAX),
+        IntegerFeature("StreamDeliveredFrameCount", "StreamDiagnostics", Access::RO, 0, INT64_MAX),
+        IntegerFeature("StreamLostFrameCount", "StreamDiagnostics", Access::RO, 0, INT64_MAX),
+        IntegerFeature("StreamStartedFrameCount", "StreamDiagnostics", Access::RO, 0, INT64_MAX),
+        BooleanFeature("StreamIsGrabbing", "StreamDiagnostics", Access::RO),
+        IntegerFeature("StreamMultipartNumParts", "StreamControl", Access::RW, 1, 16),
+    };
+    auto description = std::make_shared<const Description>(header, features);
+    const std::string xml = description->Xml();
+    auto port = std::make_unique<RegisterSpace>(description, std::vector<uint8_t>(xml.begin(), xml.end()));
+    port->SetString("StreamID", id);
+    port->SetInteger("StreamAnnounceBufferMinimum", 1);
+    port->SetInteger("StreamMultipartNumParts", 1);
+    return port;
+}
+
+uint64_t SteadyNs() {
+    return uint64_t(std::chrono::duration_cast<std::chrono::nanoseconds>(
+                        std::chrono::steady_clock::now().time_since_epoch())
+                        .count());
+}
+
+} // namespace
+
+DataStream::DataStream(std::shared_ptr<VirtualCamera> camera, std::string id, void* parentDevice)
+    : Module(kKind, StreamPort(id), "GenTLDataStream.xml", "TLDataStream", id), m_camera(std::move(camera)),
+      m_parentDevice(parentDevice) {
+    // The buffer-handling mode cannot change while acquiring.
+    m_port->SetWriteGuard([this](const Feature& feature) {
+        if (feature.name == "StreamBufferHandlingMode" && m_grabbing)
+            Fail(GenTL::GC_ERR_ACCESS_DENIED, "the buffer handling mode cannot change while acquiring");
+    });
+}
+
+DataStream::~DataStream() { Close(); }
+
+void DataStream::Close() {
+    StopAcquisition();
+    std::lock_guard lock(m_mutex);
+    if (m_closed) return;
+    m_closed = true;
+    for (const auto& buffer : m_buffers) Handles::Remove(buffer->Handle());
+    m_buffers.clear();
+    m_input.clear();
+    m_output.clear();
+    ++m_abortGeneration;
+    m_delivered.notify_all();
+}
+
+std::shared_ptr<BufferEntry> DataStream::FindBuffer(void* handle) {
+    for (const auto& buffer : m_buffers)
+        if (buffer->Handle() == handle) return buffer;
+    Fail(GenTL::GC_ERR_INVALID_HANDLE, "not a buffer of this data stream");
+}
+
+void DataStream::UpdateCounters() {
+    m_port->SetInteger("StreamAnnouncedBufferCount", int64_t(m_buffers.size()));
+    m_port->SetInteger("StreamDeliveredFrameCount", int64_t(m_delivered_count));
+    m_port->SetInteger("StreamLostFrameCount", int64_t(m_underruns));
+    m_port->SetInteger("StreamStartedFrameCount", int64_t(m_started));
+    m_port->SetInteger("StreamIsGrabbing", m_grabbing ? 1 : 0);
+}
+
+void* DataStream::Announce(uint8_t* memory, size_t size, void* userPointer, std::unique_ptr<uint8_t[]> owned) {
+    if (memory == nullptr) Fail(GenTL::GC_ERR_INVALID_PARAMETER, "the buffer memory is null");
+    if (size == 0) Fail(GenTL::GC_ERR_INVALID_PARAMETER, "the buffer size is 0");
+    auto buffer = std::make_shared<BufferEntry>();
+    buffer->memory = memory;
+    buffer->size = size;
+    buffer->userPointer = userPointer;
+    buffer->owned = std::move(owned);
+    std::lock_guard lock(m_mutex);
+    if (m_closed) Fail(GenTL::GC_ERR_INVALID_HANDLE, "the data stream is closed");
+    for (const auto& existing : m_buffers)
+        if (existing->memory == memory) Fail(GenTL::GC_ERR_RESOURCE_IN_USE, "this memory is already announced");
+    void* handle = Handles::Add(buffer);
+    m_buffers.push_back(buffer);
+    UpdateCounters();
+    return handle;
+}
+
+void DataStream::Revoke(void* bufferHandle, void** memory, void** userPointer) {
+    std::shared_ptr<BufferEntry> buffer;
+    {
+        std::lock_guard lock(m_mutex);
+        buffer = FindBuffer(bufferHandle);
+        if (buffer->queued || buffer->awaitingDelivery || buffer->acquiring)
+            Fail(GenTL::GC_ERR_BUSY, "the buffer is still queued; flush the queues first");
+        m_buffers.erase(std::find(m_buffers.begin(), m_buffers.end(), buffer));
+        UpdateCounters();
+    }
+    Handles::Remove(bufferHandle);
+    // Memory the producer allocated is freed; the caller's memory is handed back.
+    if (memory != nullptr) *memory = buffer->owned ? nullptr : buffer->memory;
+    if (userPointer != nullptr) *userPointer = buffer->userPointer;
+}
+
+void DataStream::Queue(void* bufferHandle) {
+    std::lock_guard lock(m_mutex);
+    const std::shared_ptr<BufferEntry> buffer = FindBuffer(bufferHandle);
+    if (buffer->queued || buffer->awaitingDelivery || buffer->acquiring)
+        Fail(GenTL::GC_ERR_RESOURCE_IN_USE, "the buffer is already queued");
+    buffer->queued = true;
+    buffer->newData = false;
+    m_input.push_back(buffer);
+    m_poolChanged.notify_all();
+}
+
+void DataStream::Flush(GenTL::ACQ_QUEUE_TYPE operation) {
+    std::lock_guard lock(m_mutex);
+    switch (operation) {
+    case GenTL::ACQ_QUEUE_INPUT_TO_OUTPUT:
+        while (!m_input.empty()) {
+            auto buffer = m_input.front();
+            m_input.pop_front();
+            buffer->queued = false;
+            buffer->awaitingDelivery = true;
+            buffer->newData = false;
+            m_output.push_back(buffer);
+        }
+        m_delivered.notify_all();
+        break;
+    case GenTL::ACQ_QUEUE_OUTPUT_DISCARD:
+        for (const auto& buffer : m_output) buffer->awaitingDelivery = false;
+        m_output.clear();
+        break;
+    case GenTL::ACQ_QUEUE_ALL_TO_INPUT:
+        for (const auto& buffer : m_output) {
+            buffer->awaitingDelivery = false;
+            buffer->queued = true;
+            m_input.push_back(buffer);
+        }
+        m_output.clear();
+        for (const auto& buffer : m_buffers) {
+            if (!buffer->queued && !buffer->acquiring) {
+                buffer->queued = true;
+                m_input.push_back(buffer);
+            }
+        }
+        m_poolChanged.notify_all();
+        break;
+    case GenTL::ACQ_QUEUE_UNQUEUED_TO_INPUT:
+        for (const auto& buffer : m_buffers) {
+            if (!buffer->queued && !buffer->awaitingDelivery && !buffer->acquiring) {
+                buffer->queued = true;
+                m_input.push_back(buffer);
+            }
+        }
+        m_poolChanged.notify_all();
+        break;
+    case GenTL::ACQ_QUEUE_ALL_DISCARD:
+        for (const auto& buffer : m_input) buffer->queued = false;
+        for (const auto& buffer : m_output) buffer->awaitingDelivery = false;
+        m_input.clear();
+        m_output.clear();
+        break;
+    default: Fail(GenTL::GC_ERR_INVALID_PARAMETER, "unknown flush operation " + std::to_string(operation));
+    }
+}
+
+void DataStream::CheckBuffer(void* bufferHandle) {
+    std::lock_guard lock(m_mutex);
+    FindBuffer(bufferHandle);
+}
+
+void* DataStream::BufferId(uint32_t index) {
+    std::lock_guard lock(m_mutex);
+    if (index >= m_buffers.size()) Fail(GenTL::GC_ERR_INVALID_INDEX, "no announced buffer " + std::to_string(index));
+    return m_buffers[index]->Handle();
+}
+
+void DataStream::Info(GenTL::STREAM_INFO_CMD command, InfoAnswer& answer) {
+    std::lock_guard lock(m_mutex);
+    switch (command) {
+    case GenTL::STREAM_INFO_ID: answer.String(m_id); break;
+    case GenTL::STREAM_INFO_NUM_DELIVERED: answer.UInt64(m_delivered_count); break;
+    case GenTL::STREAM_INFO_NUM_UNDERRUN: answer.UInt64(m_underruns); break;
+    case GenTL::STREAM_INFO_NUM_ANNOUNCED: answer.SizeT(m_buffers.size()); break;
+    case GenTL::STREAM_INFO_NUM_QUEUED: answer.SizeT(m_input.size()); break;
+    case GenTL::STREAM_INFO_NUM_AWAIT_DELIVERY: answer.SizeT(m_output.size()); break;
+    case GenTL::STREAM_INFO_NUM_STARTED: answer.UInt64(m_started); break;
+    case GenTL::STREAM_INFO_PAYLOAD_SIZE: answer.SizeT(m_camera->PayloadSize()); break;
+    case GenTL::STREAM_INFO_IS_GRABBING: answer.Bool8(m_grabbing); break;
+    case GenTL::STREAM_INFO_DEFINES_PAYLOADSIZE: answer.Bool8(false); break;  // the camera's PayloadSize rules
+    case GenTL::STREAM_INFO_TLTYPE: answer.String("GEV"); break;
+    case GenTL::STREAM_INFO_NUM_CHUNKS_MAX: answer.SizeT(8); break;
+    case GenTL::STREAM_INFO_BUF_ANNOUNCE_MIN: answer.SizeT(1); break;
+    case GenTL::STREAM_INFO_BUF_ALIGNMENT: answer.SizeT(1); break;
+    default: Fail(GenTL::GC_ERR_INVALID_PARAMETER, "unknown STREAM_INFO command " + std::to_string(command));
+    }
+}
+
+void DataStream::BufferInfo(void* bufferHandle, GenTL::BUFFER_INFO_CMD command, InfoAnswer& answer) {
+    std::lock_guard lock(m_mutex);
+    const std::shared_ptr<BufferEntry> buffer = FindBuffer(bufferHandle);
+    const FrameInfo& frame = buffer->frame;
+    switch (command) {
+    case GenTL::BUFFER_INFO_BASE: answer.Pointer(buffer->memory); break;
+    case GenTL::BUFFER_INFO_SIZE: answer.SizeT(buffer->size); break;
+    case GenTL::BUFFER_INFO_USER_PTR: answer.Pointer(buffer->userPointer); break;
+    case GenTL::BUFFER_INFO_TIMESTAMP: answer.UInt64(frame.timestampNs); break;
+    case GenTL::BUFFER_INFO_NEW_DATA: answer.Bool8(buffer->newData); break;
+    case GenTL::BUFFER_INFO_IS_QUEUED: answer.Bool8(buffer->queued); break;
+    case GenTL::BUFFER_INFO_IS_ACQUIRING: answer.Bool8(buffer->acquiring); break;
+    case GenTL::BUFFER_INFO_IS_INCOMPLETE: answer.Bool8(frame.incomplete); break;
+    case GenTL::BUFFER_INFO_TLTYPE: answer.String("GEV"); break;
+    case GenTL::BUFFER_INFO_SIZE_FILLED: answer.SizeT(frame.sizeFilled); break;
+    case GenTL::BUFFER_INFO_WIDTH: answer.SizeT(frame.width); break;
+    case GenTL::BUFFER_INFO_HEIGHT: answer.SizeT(frame.height); break;
+    case GenTL::BUFFER_INFO_XOFFSET: answer.SizeT(frame.offsetX); break;
+    case GenTL::BUFFER_INFO_YOFFSET: answer.SizeT(frame.offsetY); break;
+    case GenTL::BUFFER_INFO_XPADDING: answer.SizeT(0); break;
+    case GenTL::BUFFER_INFO_YPADDING: answer.SizeT(0); break;
+    case GenTL::BUFFER_INFO_FRAMEID: answer.UInt64(frame.frameId); break;
+    case GenTL::BUFFER_INFO_IMAGEPRESENT: answer.Bool8(frame.payloadType != GenTL::PAYLOAD_TYPE_CHUNK_DATA); break;
+    case GenTL::BUFFER_INFO_IMAGEOFFSET: answer.SizeT(0); break;
+    case GenTL::BUFFER_INFO_PAYLOADTYPE: answer.SizeT(frame.payloadType); break;
+    case GenTL::BUFFER_INFO_PIXELFORMAT: answer.UInt64(frame.pixelFormat); break;
+    case GenTL::BUFFER_INFO_PIXELFORMAT_NAMESPACE: answer.UInt64(GenTL::PIXELFORMAT_NAMESPACE_PFNC_32BIT); break;
+    case GenTL::BUFFER_INFO_DELIVERED_IMAGEHEIGHT: answer.SizeT(frame.height); break;
+    case GenTL::BUFFER_INFO_DELIVERED_CHUNKPAYLOADSIZE: answer.SizeT(0); break;
+    case GenTL::BUFFER_INFO_PIXEL_ENDIANNESS: answer.Int32(GenTL::PIXELENDIANNESS_LITTLE); break;
+    case GenTL::BUFFER_INFO_DATA_SIZE: answer.SizeT(frame.dataSize); break;
+    case GenTL::BUFFER_INFO_TIMESTAMP_NS: answer.UInt64(frame.timestampNs); break;
+    case GenTL::BUFFER_INFO_DATA_LARGER_THAN_BUFFER: answer.Bool8(frame.dataLargerThanBuffer); break;
+    case GenTL::BUFFER_INFO_CONTAINS_CHUNKDATA: answer.Bool8(false); break;
+    case GenTL::BUFFER_INFO_IS_COMPOSITE: answer.Bool8(false); break;
+    case GenTL::BUFFER_INFO_LEADER_RECEIVED_TIMESTAMP: answer.UInt64(buffer->leaderReceivedNs); break;
+    default: Fail(GenTL::GC_ERR_INVALID_PARAMETER, "unknown BUFFER_INFO command " + std::to_string(command));
+    }
+}
+
+void DataStream::StartAcquisition(uint64_t count) {
+    std::lock_guard lock(m_mutex);
+    if (m_closed) Fail(GenTL::GC_ERR_INVALID_HANDLE, "the data stream is closed");
+    if (m_grabbing) Fail(GenTL::GC_ERR_RESOURCE_IN_USE, "acquisition is already running");
+    if (m_buffers.empty()) Fail(GenTL::GC_ERR_NO_DATA, "no buffers are announced");
+    m_grabbing = true;
+    m_toAcquire = count;
+    m_stop = false;
+    UpdateCounters();
+    m_thread = std::thread([this] { Run(); });
+}
+
+void DataStream::StopAcquisition() {
+    std::thread thread;
+    {
+        std::lock_guard lock(m_mutex);
+        if (!m_grabbing) return;
+        m_grabbing = false;
+        m_stop = true;
+        ++m_abortGeneration;  // a pending wait for a buffer ends with GC_ERR_ABORT
+        m_delivered.notify_all();
+        m_poolChanged.notify_all();
+        thread = std::move(m_thread);
+    }
+    m_camera->WakeWaiters();
+    if (thread.joinable()) thread.join();
+    std::lock_guard lock(m_mutex);
+    for (const auto& buffer : m_buffers) buffer->acquiring = false;
+    UpdateCounters();
+}
+
+std::shared_ptr<BufferEntry> DataStream::TakeBufferToFill() {
+    const int64_t mode = m_port->GetInteger("StreamBufferHandlingMode");
+    if (!m_input.empty()) {
+        auto buffer = m_input.front();
+        m_input.pop_front();
+        buffer->queued = false;
+        return buffer;
+    }
+    if ((mode == 1 || mode == 2) && !m_output.empty()) {
+        // Overwrite the oldest frame the application has not fetched yet.
+        auto buffer = m_output.front();
+        m_output.pop_front();
+        buffer->awaitingDelivery = false;
+        return buffer;
+    }
+    return nullptr;
+}
+
+void DataStream::Run() {
+    uint64_t produced = 0;
+    for (;;) {
+        if (!m_camera->WaitForFrame(&m_stop)) return;
+        const uint64_t leaderNs = SteadyNs();
+        std::shared_ptr<BufferEntry> buffer;
+        {
+            std::lock_guard lock(m_mutex);
+            ++m_leaderGeneration;
+            m_delivered.notify_all();
+            buffer = TakeBufferToFill();
+            if (!buffer) {
+                ++m_underruns;  // the frame is lost: no buffer to take it
+                UpdateCounters();
+                continue;
+            }
+            buffer->acquiring = true;
+            ++m_started;
+        }
+        FrameInfo frame = m_camera->Produce(buffer->memory, buffer->size);
+        {
+            std::lock_guard lock(m_mutex);
+            buffer->acquiring = false;
+            if (m_stop) {
+                // Stopped while filling: the buffer goes back to the pool undelivered.
+                buffer->queued = true;
+                m_input.push_front(buffer);
+                return;
+            }
+            buffer->frame = frame;
+            buffer->leaderReceivedNs = leaderNs;
+            buffer->newData = true;
+            buffer->awaitingDelivery = true;
+            if (m_port->GetInteger("StreamBufferHandlingMode") == 2) {
+                // Newest only: older undelivered frames go back to the input pool.
+                for (const auto& older : m_output) {
+                    older->awaitingDelivery = false;
+                    older->queued = true;
+                    m_input.push_back(older);
+                }
+                m_output.clear();
+            }
+            m_output.push_back(buffer);
+            ++m_delivered_count;
+            UpdateCounters();
+            m_delivered.notify_all();
+            if (m_toAcquire != GENTL_INFINITE && ++produced >= m_toAcquire) return;
+        }
+    }
+}
+
+GenTL::BUFFER_HANDLE DataStream::WaitDelivered(uint64_t timeoutMs, void** userPointer) {
+    std::unique_lock lock(m_mutex);
+    const uint64_t generation = m_abortGeneration;
+    const auto ready = [&] { return !m_output.empty() || m_abortGeneration != generation; };
+    if (timeoutMs == GENTL_INFINITE) {
+        m_delivered.wait(lock, ready);
+    } else if (!m_delivered.wait_for(lock, std::chrono::milliseconds(timeoutMs), ready)) {
+        Fail(GenTL::GC_ERR_TIMEOUT, "no buffer was delivered within " + std::to_string(timeoutMs) + " ms");
+    }
+    if (m_output.empty()) Fail(GenTL::GC_ERR_ABORT, "the wait was aborted");
+    auto buffer = m_output.front();
+    m_output.pop_front();
+    buffer->awaitingDelivery = false;
+    if (userPointer != nullptr) *userPointer = buffer->userPointer;
+    return buffer->Handle();
+}
+
+void DataStream::KillWait() {
+    std::lock_guard lock(m_mutex);
+    ++m_abortGeneration;
+    m_delivered.notify_all();
+}
+
+void DataStream::FlushOutput() {
+    std::lock_guard lock(m_mutex);
+    for (const auto& buffer : m_output) buffer->awaitingDelivery = false;
+    m_output.clear();
+}
+
+size_t DataStream::OutputCount() {
+    std::lock_guard lock(m_mutex);
+    return m_output.size();
+}
+
+void DataStream::WaitForNextLeader(uint64_t timeoutMs) {
+    std::unique_lock lock(m_mutex);
+    const uint64_t seen = m_leaderSeen;
+    const uint64_t generation = m_abortGeneration;
+    const auto ready = [&] { return m_leaderGeneration > seen || m_abortGeneration != generation; };
+    if (!m_delivered.wait_for(lock, std::chrono::milliseconds(std::min<uint64_t>(timeoutMs, 86400000)), ready))
+        Fail(GenTL::GC_ERR_TIMEOUT, "no leader arrived within " + std::to_string(timeoutMs) + " ms");
+    if (m_abortGeneration != generation) Fail(GenTL::GC_ERR_ABORT, "the wait was aborted");
+    m_leaderSeen = m_leaderGeneration;
+}
+
+void DataStream::ResetWaitForNextLeader() {
+    std::lock_guard lock(m_mutex);
+    m_leaderSeen = m_leaderGeneration;
+}
+
+void DataStream::SetupResend(uint64_t, double frameRate) {
+    if (frameRate < 0) Fail(GenTL::GC_ERR_INVALID_PARAMETER, "a negative frame rate");
+}
+
+} // namespace VirtualGenTL

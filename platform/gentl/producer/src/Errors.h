@@ -1,0 +1,58 @@
+// Failures inside the producer are thrown as ProducerError and turned, at the C boundary,
+// into the result code and the calling thread's last-error text.
+#ifndef VIRTUALGENTL_ERRORS_H
+#define VIRTUALGENTL_ERRORS_H
+
+#include <stdexcept>
+#include <string>
+
+#include <GenTL/GenTL.h>
+
+namespace VirtualGenTL {
+
+class ProducerError : public std::runtime_error {
+public:
+    ProducerError(GenTL::GC_ERROR code, const std::string& text) : std::runtime_error(text), m_code(code) {}
+    GenTL::GC_ERROR Code() const noexcept { return m_code; }
+
+private:
+    GenTL::GC_ERROR m_code;
+};
+
+[[noreturn]] inline void Fail(GenTL::GC_ERROR code, const std::string& text) { throw ProducerError(code, text); }
+
+// The last error of the calling thread, as GCGetLastError reports it.
+void SetLastError(GenTL::GC_ERROR code, const std::string& text);
+GenTL::GC_ERROR LastErrorCode();
+const std::string& LastErrorText();
+
+// Runs one entry point: checks the injected faults for it, runs the body and turns whatever
+// it throws into a result code with a last-error text. A body that returns normally yields
+// GC_ERR_SUCCESS.
+template <class Body>
+GenTL::GC_ERROR Guard(const char* function, Body&& body);
+
+// Whether the control interface asked this call of the function to fail; throws if so.
+void CheckInjectedFault(const char* function);
+
+template <class Body>
+GenTL::GC_ERROR Guard(const char* function, Body&& body) {
+    try {
+        CheckInjectedFault(function);
+        body();
+        return GenTL::GC_ERR_SUCCESS;
+    } catch (const ProducerError& error) {
+        SetLastError(error.Code(), std::string(function) + ": " + error.what());
+        return error.Code();
+    } catch (const std::bad_alloc&) {
+        SetLastError(GenTL::GC_ERR_OUT_OF_MEMORY, std::string(function) + ": out of memory");
+        return GenTL::GC_ERR_OUT_OF_MEMORY;
+    } catch (const std::exception& error) {
+        SetLastError(GenTL::GC_ERR_ERROR, std::string(function) + ": " + error.what());
+        return GenTL::GC_ERR_ERROR;
+    }
+}
+
+} // namespace VirtualGenTL
+
+#endif

@@ -1,0 +1,160 @@
+#include <algorithm>
+
+#include "Modules.h"
+#include "ProducerState.h"
+
+namespace VirtualGenTL {
+namespace {
+
+std::unique_ptr<RegisterSpace> InterfacePort(const std::string& id, uint64_t mac, uint32_t ip, uint32_t mask) {
+    DescriptionHeader header{"VireoVirtualInterface", "Vireo", "Virtual GigE Vision interface", "InterfacePort", false};
+    std::vector<Feature> features = {
+        StringFeature("InterfaceID", "InterfaceInformation", 64),
+        EnumerationFeature("InterfaceType", "InterfaceInformation", {{"GigEVision", 0}}, Access::RO),
+        IntegerFeature("GevInterfaceMACAddress", "InterfaceInformation", Access::RO, 0, 0xFFFFFFFFFFFF),
+        IntegerFeature("GevInterfaceSubnetIPAddress", "InterfaceInformation", Access::RO, 0, 0xFFFFFFFF),
+        IntegerFeature("GevInterfaceSubnetMask", "InterfaceInformation", Access::RO, 0, 0xFFFFFFFF),
+        CommandFeature("DeviceUpdateList", "DeviceEnumeration"),
+        IntegerFeature("DeviceSelector", "DeviceEnumeration", Access::RW, 0, 255),
+        StringFeature("DeviceID", "DeviceEnumeration", 64),
+    };
+    features[2].representation = "MACAddress";
+    features[3].representation = "IPV4Address";
+    features[4].representation = "IPV4Address";
+    auto description = std::make_shared<const Description>(header, features);
+    const std::string xml = description->Xml();
+    auto port = std::make_unique<RegisterSpace>(description, std::vector<uint8_t>(xml.begin(), xml.end()));
+    port->SetString("InterfaceID", id);
+    port->SetInteger("GevInterfaceMACAddress", int64_t(mac));
+    port->SetInteger("GevInterfaceSubnetIPAddress", ip);
+    port->SetInteger("GevInterfaceSubnetMask", mask);
+    return port;
+}
+
+std::string InterfaceId(uint32_t index) { return "VirtualGigE" + std::to_string(index); }
+
+} // namespace
+
+Interface::Interface(uint32_t index, uint64_t macAddress, uint32_t ipAddress, uint32_t subnetMask)
+    : Module(kKind, InterfacePort(InterfaceId(index), macAddress, ipAddress, subnetMask), "GenTLInterface.xml",
+                 "TLInterface", InterfaceId(index)),
+      m_index(index), m_macAddress(macAddress), m_ipAddress(ipAddress), m_subnetMask(subnetMask) {
+    m_port->OnWrite("DeviceUpdateList", [this](int64_t, uint32_t) { UpdateDeviceList(); });
+    m_port->OnWrite("DeviceSelector", [this](int64_t value, uint32_t) {
+        const std::vector<std::string> ids = DeviceIds();
+        m_port->SetString("DeviceID", value >= 0 && size_t(value) < ids.size() ? ids[value] : "");
+    });
+}
+
+void Interface::Info(GenTL::INTERFACE_INFO_CMD command, InfoAnswer& answer) const {
+    switch (command) {
+    case GenTL::INTERFACE_INFO_ID: answer.String(m_id); break;
+    case GenTL::INTERFACE_INFO_DISPLAYNAME: answer.String("Virtual GigE Vision adapter " + std::to_string(m_index)); break;
+    case GenTL::INTERFACE_INFO_TLTYPE: answer.String("GEV"); break;
+    case GenTL::INTERFACE_INFO_MAC_ADDRESS: answer.UInt64(m_macAddress); break;
+    case GenTL::INTERFACE_INFO_IP_ADDRESS: answer.UInt32(m_ipAddress); break;
+    default: Fail(GenTL::GC_ERR_INVALID_PARAMETER, "unknown INTERFACE_INFO command " + std::to_string(command));
+    }
+}
+
+bool Interface::UpdateDeviceList() {
+    std::vector<std::shared_ptr<VirtualCamera>> found;
+    {
+        ProducerState& state = ProducerState::Instance();
+        std::lock_guard lock(state.mutex);
+        for (const NetworkCamera& entry : state.CamerasOn(m_index))
+            if (entry.camera->Connected()) found.push_back(entry.camera);
+    }
+    std::lock_guard lock(m_mutex);
+    const bool changed = found != m_discovered;
+    m_discovered = std::move(found);
+    return changed;
+}
+
+std::vector<std::string> Interface::DeviceIds() const {
+    std::lock_guard lock(m_mutex);
+    std::vector<std::string> ids;
+    for (const auto& camera : m_discovered) ids.push_back(camera->Identity().serialNumber);
+    return ids;
+}
+
+std::shared_ptr<VirtualCamera> Interface::FindCamera(const std::string& id) const {
+    std::lock_guard lock(m_mutex);
+    for (const auto& camera : m_discovered)
+        if (camera->Identity().serialNumber == id) return camera;
+    return nullptr;
+}
+
+std::shared_ptr<Device> Interface::OpenDevice(const std::string& id, GenTL::DEVICE_ACCESS_FLAGS flags) {
+    if (flags < GenTL::DEVICE_ACCESS_READONLY || flags > GenTL::DEVICE_ACCESS_EXCLUSIVE)
+        Fail(GenTL::GC_ERR_INVALID_PARAMETER, "unsupported access flags " + std::to_string(flags));
+    std::shared_ptr<VirtualCamera> camera = FindCamera(id);
+    if (!camera) Fail(GenTL::GC_ERR_INVALID_ID, "no device " + id + " on " + m_id + " (update the device list first)");
+    if (!camera->Connected()) Fail(GenTL::GC_ERR_IO, "device " + id + " does not answer");
+    if (!camera->TryClaim()) Fail(GenTL::GC_ERR_RESOURCE_IN_USE, "device " + id + " is already open");
+    return std::make_shared<Device>(camera, id, std::static_pointer_cast<Interface>(shared_from_this()));
+}
+
+void Interface::ForceIp(uint64_t mac, uint32_t ip, uint32_t subnet, uint32_t gateway) {
+    ProducerState& state = ProducerState::Instance();
+    std::lock_guard lock(state.mutex);
+    for (const NetworkCamera& entry : state.CamerasOn(m_index)) {
+        if (entry.camera->Identity().macAddress == mac) {
+            entry.camera->SetAddress(ip, subnet, gateway);
+            return;
+        }
+    }
+    Fail(GenTL::GC_ERR_INVALID_ID, "no device with this MAC address on " + m_id);
+}
+
+void Interface::AddUnicastDevice(uint32_t ip) {
+    std::lock_guard lock(m_mutex);
+    if (std::find(m_unicast.begin(), m_unicast.end(), ip) == m_unicast.end()) m_unicast.push_back(ip);
+}
+
+void Interface::RemoveUnicastDevice(uint32_t ip) {
+    std::lock_guard lock(m_mutex);
+    const auto found = std::find(m_unicast.begin(), m_unicast.end(), ip);
+    if (found == m_unicast.end()) Fail(GenTL::GC_ERR_INVALID_ID, "no unicast discovery address " + std::to_string(ip));
+    m_unicast.erase(found);
+}
+
+std::vector<uint32_t> Interface::UnicastDevices() const {
+    std::lock_guard lock(m_mutex);
+    return m_unicast;
+}
+
+void Interface::DeviceInfo(const VirtualCamera& camera, const std::string& id, GenTL::DEVICE_INFO_CMD command,
+                           int32_t accessStatus, InfoAnswer& answer) {
+    const CameraIdentity& identity = camera.Identity();
+    switch (command) {
+    case GenTL::DEVICE_INFO_ID: answer.String(id); break;
+    case GenTL::DEVICE_INFO_VENDOR: answer.String(camera.Model().vendorName); break;
+    case GenTL::DEVICE_INFO_MODEL: answer.String(camera.Model().modelName); break;
+    case GenTL::DEVICE_INFO_TLTYPE: answer.String("GEV"); break;
+    case GenTL::DEVICE_INFO_DISPLAYNAME: answer.String(camera.Model().vendorName + " " + camera.Model().modelName + " (" + identity.serialNumber + ")"); break;
+    case GenTL::DEVICE_INFO_ACCESS_STATUS: answer.Int32(accessStatus); break;
+    case GenTL::DEVICE_INFO_USER_DEFINED_NAME: answer.String(identity.userDefinedName); break;
+    case GenTL::DEVICE_INFO_SERIAL_NUMBER: answer.String(identity.serialNumber); break;
+    case GenTL::DEVICE_INFO_VERSION: answer.String(camera.Model().firmwareVersion); break;
+    case GenTL::DEVICE_INFO_TIMESTAMP_FREQUENCY: answer.UInt64(1000000000); break;
+    case GenTL::DEVICE_INFO_IP_ADDRESS: answer.UInt32(identity.ipAddress); break;
+    case GenTL::DEVICE_INFO_SUBNET_MASK: answer.UInt32(identity.subnetMask); break;
+    case GenTL::DEVICE_INFO_MAC_ADDRESS: answer.UInt64(identity.macAddress); break;
+    case GenTL::DEVICE_INFO_DEFAULT_GATEWAY: answer.UInt32(identity.defaultGateway); break;
+    case GenTL::DEVICE_INFO_DHCP_ENABLED: answer.Bool8(identity.dhcp); break;
+    case GenTL::DEVICE_INFO_PERSISTENT_IP_ENABLED: answer.Bool8(identity.persistentIp); break;
+    case GenTL::DEVICE_INFO_LLA_ENABLED: answer.Bool8(identity.lla); break;
+    case GenTL::DEVICE_INFO_DEVICE_GROUP_VERSION_MAJOR: answer.UInt64(1); break;
+    case GenTL::DEVICE_INFO_DEVICE_GROUP_VERSION_MINOR: answer.UInt64(0); break;
+    case GenTL::DEVICE_INFO_DEVICE_GROUP_ENABLE: answer.Bool8(false); break;
+    case GenTL::DEVICE_INFO_DEVICE_GROUP_SERIAL: answer.String(""); break;
+    case GenTL::DEVICE_INFO_DEVICE_GROUP_NAME: answer.String(""); break;
+    case GenTL::DEVICE_INFO_DEVICE_GROUP_MEMBER_COUNT: answer.UInt64(0); break;
+    case GenTL::DEVICE_INFO_CONNECTION_STATUS: answer.Bool8(camera.Connected()); break;
+    case GenTL::DEVICE_INFO_GVRSP_STREAMABLE: answer.Bool8(false); break;
+    default: Fail(GenTL::GC_ERR_INVALID_PARAMETER, "unknown DEVICE_INFO command " + std::to_string(command));
+    }
+}
+
+} // namespace VirtualGenTL

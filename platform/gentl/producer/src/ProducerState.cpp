@@ -1,0 +1,57 @@
+#include "ProducerState.h"
+
+#include "Errors.h"
+
+namespace VirtualGenTL {
+
+ProducerState& ProducerState::Instance() {
+    static ProducerState state;
+    return state;
+}
+
+std::vector<NetworkCamera> ProducerState::DefaultCameras() {
+    auto identity = [](const char* serial, const char* name, uint64_t mac, uint32_t ip) {
+        CameraIdentity id;
+        id.serialNumber = serial;
+        id.userDefinedName = name;
+        id.macAddress = mac;
+        id.ipAddress = ip;
+        id.subnetMask = 0xFFFFFF00;
+        id.defaultGateway = (ip & 0xFFFFFF00) | 1;
+        return id;
+    };
+    return {
+        {std::make_shared<VirtualCamera>(ColourCameraModel(), identity("VC2448C-0001", "colour", 0x0256495200A1, 0xC0A80A0B)), 0},
+        {std::make_shared<VirtualCamera>(MonoCameraModel(), identity("VM1280M-0001", "mono", 0x0256495200A2, 0xC0A80A0C)), 0},
+        {std::make_shared<VirtualCamera>(MonoCameraModel(), identity("VM1280M-0002", "mono-2", 0x0256495200B1, 0xC0A8140B)), 1},
+    };
+}
+
+std::vector<NetworkCamera> ProducerState::CamerasOn(uint32_t interfaceIndex) {
+    std::vector<NetworkCamera> found;
+    for (const NetworkCamera& entry : cameras)
+        if (entry.interfaceIndex == interfaceIndex) found.push_back(entry);
+    return found;
+}
+
+void RequireInitialized() {
+    ProducerState& state = ProducerState::Instance();
+    std::lock_guard lock(state.mutex);
+    if (!state.initialized) Fail(GenTL::GC_ERR_NOT_INITIALIZED, "GCInitLib has not been called");
+}
+
+void CheckInjectedFault(const char* function) {
+    ProducerState& state = ProducerState::Instance();
+    std::lock_guard lock(state.mutex);
+    const auto found = state.faults.find(function);
+    if (found == state.faults.end()) return;
+    if (found->second.callsBeforeFailure > 0) {
+        --found->second.callsBeforeFailure;
+        return;
+    }
+    const InjectedFault fault = found->second;
+    state.faults.erase(found);
+    throw ProducerError(fault.code, fault.text);
+}
+
+} // namespace VirtualGenTL

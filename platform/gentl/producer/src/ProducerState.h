@@ -1,0 +1,51 @@
+// Process-wide state of the producer: whether the library is initialised, the open system,
+// the virtual cameras on the network, and the faults the control interface injects.
+#ifndef VIRTUALGENTL_PRODUCERSTATE_H
+#define VIRTUALGENTL_PRODUCERSTATE_H
+
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include <GenTL/GenTL.h>
+
+#include "../camera/VirtualCamera.h"
+
+namespace VirtualGenTL {
+
+class System;
+
+struct NetworkCamera {
+    std::shared_ptr<VirtualCamera> camera;
+    uint32_t interfaceIndex;
+};
+
+struct InjectedFault {
+    uint64_t callsBeforeFailure;  // this many calls succeed, the next one fails
+    GenTL::GC_ERROR code;
+    std::string text;
+};
+
+class ProducerState {
+public:
+    static ProducerState& Instance();
+
+    std::mutex mutex;  // guards everything below
+    bool initialized = false;
+    std::shared_ptr<System> system;
+    std::vector<NetworkCamera> cameras;
+    std::map<std::string, InjectedFault> faults;
+
+    // The cameras of the default installation (used when none are configured).
+    static std::vector<NetworkCamera> DefaultCameras();
+    std::vector<NetworkCamera> CamerasOn(uint32_t interfaceIndex);
+};
+
+// Throws unless the library is initialised.
+void RequireInitialized();
+
+} // namespace VirtualGenTL
+
+#endif

@@ -1,0 +1,199 @@
+#include "ProducerFixture.h"
+
+#include <chrono>
+#include <set>
+#include <thread>
+
+namespace {
+
+class Streaming : public ProducerTest {
+protected:
+    void SetUp() override {
+        ProducerTest::SetUp();
+        OpenCamera();
+        WriteRemote("Width", 64);
+        WriteRemote("Height", 48);
+        WriteRemote("PixelFormat", 0x01080001, 4);  // Mono8
+        WriteRemoteFloat("AcquisitionFrameRate", 200.0);
+        OpenStream();
+    }
+    size_t StreamCount(STREAM_INFO_CMD command) {
+        size_t value = 0, size = sizeof value;
+        INFO_DATATYPE type = 0;
+        EXPECT_EQ(DSGetInfo(stream, command, &type, &value, &size), GC_ERR_SUCCESS) << LastErrorText();
+        return value;
+    }
+    uint64_t StreamCounter(STREAM_INFO_CMD command) {
+        uint64_t value = 0;
+        size_t size = sizeof value;
+        INFO_DATATYPE type = 0;
+        EXPECT_EQ(DSGetInfo(stream, command, &type, &value, &size), GC_ERR_SUCCESS) << LastErrorText();
+        return value;
+    }
+    // Waits, up to a generous limit, until the condition holds; frames come at 200 per second.
+    template <class Condition>
+    bool Eventually(Condition condition) {
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+        while (!condition()) {
+            if (std::chrono::steady_clock::now() > deadline) return false;
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        }
+        return true;
+    }
+    void SetHandlingMode(uint32_t mode) {
+        // StreamBufferHandlingMode on the stream module's own (little-endian) port.
+        const std::vector<uint8_t> file = ReadDescriptionFile(stream);
+        const uint64_t address = RegisterAddress(std::string(file.begin(), file.end()), "StreamBufferHandlingMode");
+        size_t size = 4;
+        ASSERT_EQ(GCWritePort(stream, address, &mode, &size), GC_ERR_SUCCESS) << LastErrorText();
+    }
+};
+
+TEST_F(Streaming, DeliversFramesWithTheirPropertiesAndTakesThemBack) {
+    const auto buffers = AnnounceAndQueue(4);
+    EXPECT_EQ(StreamCount(STREAM_INFO_NUM_ANNOUNCED), 4u);
+    EXPECT_EQ(StreamCount(STREAM_INFO_NUM_QUEUED), 4u);
+    StartAcquisition();
+    uint64_t previousFrame = 0, previousTime = 0;
+    std::set<BUFFER_HANDLE> seen;
+    for (int frame = 0; frame < 10; ++frame) {
+        BUFFER_HANDLE buffer = NextBuffer();
+        ASSERT_NE(buffer, nullptr) << LastErrorText();
+        seen.insert(buffer);
+        EXPECT_EQ(BufferInfo<size_t>(buffer, BUFFER_INFO_WIDTH), 64u);
+        EXPECT_EQ(BufferInfo<size_t>(buffer, BUFFER_INFO_HEIGHT), 48u);
+        EXPECT_EQ(BufferInfo<uint64_t>(buffer, BUFFER_INFO_PIXELFORMAT), 0x01080001u);
+        EXPECT_EQ(BufferInfo<size_t>(buffer, BUFFER_INFO_SIZE_FILLED), 64u * 48u);
+        EXPECT_EQ(BufferInfo<size_t>(buffer, BUFFER_INFO_PAYLOADTYPE), size_t(PAYLOAD_TYPE_IMAGE));
+        EXPECT_EQ(BufferInfo<bool8_t>(buffer, BUFFER_INFO_IS_INCOMPLETE), 0);
+        const uint64_t frameId = BufferInfo<uint64_t>(buffer, BUFFER_INFO_FRAMEID);
+        const uint64_t timestamp = BufferInfo<uint64_t>(buffer, BUFFER_INFO_TIMESTAMP_NS);
+        EXPECT_GT(frameId, previousFrame);
+        EXPECT_GT(timestamp, previousTime);
+        EXPECT_GE(timestamp, BufferInfo<uint64_t>(buffer, BUFFER_INFO_LEADER_RECEIVED_TIMESTAMP));
+        previousFrame = frameId;
+        previousTime = timestamp;
+        ASSERT_EQ(DSQueueBuffer(stream, buffer), GC_ERR_SUCCESS) << LastErrorText();
+    }
+    EXPECT_EQ(seen.size(), 4u) << "every buffer of the pool takes its turn";
+    StopAcquisition();
+    EXPECT_GE(StreamCounter(STREAM_INFO_NUM_DELIVERED), 10u);
+    EXPECT_EQ(DSFlushQueue(stream, ACQ_QUEUE_ALL_DISCARD), GC_ERR_SUCCESS);
+    for (BUFFER_HANDLE buffer : buffers) EXPECT_EQ(DSRevokeBuffer(stream, buffer, nullptr, nullptr), GC_ERR_SUCCESS);
+    EXPECT_EQ(DSRevokeBuffer(stream, buffers[0], nullptr, nullptr), GC_ERR_INVALID_HANDLE) << "revoked twice";
+}
+
+TEST_F(Streaming, ConsecutiveFramesDiffer) {
+    AnnounceAndQueue(2);
+    StartAcquisition();
+    BUFFER_HANDLE first = NextBuffer();
+    ASSERT_NE(first, nullptr);
+    const auto* firstBytes = BufferInfo<uint8_t*>(first, BUFFER_INFO_BASE);
+    const std::vector<uint8_t> firstFrame(firstBytes, firstBytes + 64 * 48);
+    ASSERT_EQ(DSQueueBuffer(stream, first), GC_ERR_SUCCESS);
+    BUFFER_HANDLE second = NextBuffer();
+    ASSERT_NE(second, nullptr);
+    const auto* secondBytes = BufferInfo<uint8_t*>(second, BUFFER_INFO_BASE);
+    EXPECT_NE(firstFrame, std::vector<uint8_t>(secondBytes, secondBytes + 64 * 48));
+    StopAcquisition();
+}
+
+TEST_F(Streaming, AnUnderrunLosesFramesWhenNoBufferIsQueued) {
+    AnnounceAndQueue(1);
+    StartAcquisition();
+    ASSERT_NE(NextBuffer(), nullptr);
+    // Frames keep arriving while no buffer is queued.
+    EXPECT_TRUE(Eventually([&] { return StreamCounter(STREAM_INFO_NUM_UNDERRUN) > 0; }));
+    StopAcquisition();
+}
+
+TEST_F(Streaming, NewestOnlyKeepsJustTheLatestFrame) {
+    AnnounceAndQueue(3);
+    SetHandlingMode(2);
+    StartAcquisition();
+    ASSERT_TRUE(Eventually([&] { return StreamCounter(STREAM_INFO_NUM_DELIVERED) > 5; }));
+    EXPECT_LE(StreamCount(STREAM_INFO_NUM_AWAIT_DELIVERY), 1u);
+    BUFFER_HANDLE latest = NextBuffer();
+    ASSERT_NE(latest, nullptr);
+    EXPECT_GT(BufferInfo<uint64_t>(latest, BUFFER_INFO_FRAMEID), 3u);
+    StopAcquisition();
+    uint32_t mode = 0;  // locked while acquiring, free again after
+    EXPECT_NO_FATAL_FAILURE(SetHandlingMode(mode));
+}
+
+TEST_F(Streaming, OldestFirstOverwriteRecyclesUndeliveredFrames) {
+    AnnounceAndQueue(2);
+    SetHandlingMode(1);
+    StartAcquisition();
+    ASSERT_TRUE(Eventually([&] { return StreamCounter(STREAM_INFO_NUM_DELIVERED) > 5; }));
+    BUFFER_HANDLE buffer = NextBuffer();
+    ASSERT_NE(buffer, nullptr);
+    EXPECT_GT(BufferInfo<uint64_t>(buffer, BUFFER_INFO_FRAMEID), 2u) << "old frames were overwritten";
+    EXPECT_EQ(StreamCounter(STREAM_INFO_NUM_UNDERRUN), 0u);
+    StopAcquisition();
+}
+
+TEST_F(Streaming, StopAndKillEndAPendingWaitWithAbort) {
+    AnnounceAndQueue(1);
+    ASSERT_EQ(GCRegisterEvent(stream, EVENT_NEW_BUFFER, &newBuffer), GC_ERR_SUCCESS);
+    ASSERT_EQ(DSStartAcquisition(stream, ACQ_START_FLAGS_DEFAULT, GENTL_INFINITE), GC_ERR_SUCCESS);
+    // No AcquisitionStart on the camera: no frame ever comes.
+    GC_ERROR waited = GC_ERR_SUCCESS;
+    std::thread waiter([&] {
+        S_EVENT_NEW_BUFFER data{};
+        size_t size = sizeof data;
+        waited = EventGetData(newBuffer, &data, &size, 10000);  // bounded: a late start fails, never hangs
+    });
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    ASSERT_EQ(DSStopAcquisition(stream, ACQ_STOP_FLAGS_DEFAULT), GC_ERR_SUCCESS);
+    waiter.join();
+    EXPECT_EQ(waited, GC_ERR_ABORT);
+
+    std::thread killed([&] {
+        S_EVENT_NEW_BUFFER data{};
+        size_t size = sizeof data;
+        waited = EventGetData(newBuffer, &data, &size, 10000);
+    });
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    ASSERT_EQ(EventKill(newBuffer), GC_ERR_SUCCESS);
+    killed.join();
+    EXPECT_EQ(waited, GC_ERR_ABORT);
+
+    S_EVENT_NEW_BUFFER data{};
+    size_t size = sizeof data;
+    EXPECT_EQ(EventGetData(newBuffer, &data, &size, 20), GC_ERR_TIMEOUT);
+    size = 3;
+    EXPECT_EQ(EventGetData(newBuffer, &data, &size, 20), GC_ERR_BUFFER_TOO_SMALL);
+    EXPECT_EQ(size, sizeof data);
+}
+
+TEST_F(Streaming, SoftwareTriggersProduceOneFrameEach) {
+    AnnounceAndQueue(3);
+    WriteRemote("TriggerMode", 1, 4);
+    StartAcquisition();
+    EXPECT_EQ(NextBuffer(100), nullptr) << "no frame without a trigger";
+    Execute("TriggerSoftware");
+    EXPECT_NE(NextBuffer(), nullptr);
+    EXPECT_EQ(NextBuffer(100), nullptr);
+    StopAcquisition();
+}
+
+TEST_F(Streaming, QueueAndAnnounceRefuseMisuse) {
+    const auto buffers = AnnounceAndQueue(1);
+    EXPECT_EQ(DSQueueBuffer(stream, buffers[0]), GC_ERR_RESOURCE_IN_USE) << "queued twice";
+    EXPECT_EQ(DSRevokeBuffer(stream, buffers[0], nullptr, nullptr), GC_ERR_BUSY) << "revoked while queued";
+    EXPECT_EQ(DSQueueBuffer(stream, reinterpret_cast<void*>(0x1234)), GC_ERR_INVALID_HANDLE);
+    EXPECT_EQ(DSQueueBuffer(device, buffers[0]), GC_ERR_INVALID_HANDLE) << "a device handle is not a stream";
+    uint8_t memory[16];
+    BUFFER_HANDLE handle = nullptr;
+    EXPECT_EQ(DSAnnounceBuffer(stream, nullptr, 16, nullptr, &handle), GC_ERR_INVALID_PARAMETER);
+    EXPECT_EQ(DSAnnounceBuffer(stream, memory, 0, nullptr, &handle), GC_ERR_INVALID_PARAMETER);
+    ASSERT_EQ(DSAnnounceBuffer(stream, memory, 16, nullptr, &handle), GC_ERR_SUCCESS);
+    EXPECT_EQ(DSAnnounceBuffer(stream, memory, 16, nullptr, &handle), GC_ERR_RESOURCE_IN_USE);
+    void* returned = nullptr;
+    ASSERT_EQ(DSRevokeBuffer(stream, handle, &returned, nullptr), GC_ERR_SUCCESS);
+    EXPECT_EQ(returned, memory) << "the caller's memory comes back";
+    EXPECT_EQ(DSStartAcquisition(stream, ACQ_START_FLAGS_DEFAULT, 0), GC_ERR_INVALID_PARAMETER);
+}
+
+} // namespace
