@@ -10,6 +10,19 @@
 
 #include "QoiTestImages.h"
 
+// GCC announces sanitizers with macros, clang through __has_feature.
+#if defined(__SANITIZE_ADDRESS__)
+#define QOI_TEST_ADDRESS_SANITIZER 1
+#elif defined(__SANITIZE_THREAD__)
+#define QOI_TEST_THREAD_SANITIZER 1
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define QOI_TEST_ADDRESS_SANITIZER 1
+#elif __has_feature(thread_sanitizer)
+#define QOI_TEST_THREAD_SANITIZER 1
+#endif
+#endif
+
 namespace Vireo {
 namespace {
 
@@ -51,13 +64,13 @@ TEST(QoiGreyStream, EachChunkKindProducesItsPixels) {
 }
 
 TEST(QoiGreyStream, SkipLeavesItsOutputByteUnwritten) {
-#if defined(__SANITIZE_THREAD__)
+#if defined(QOI_TEST_THREAD_SANITIZER)
     GTEST_SKIP() << "the thread sanitizer's allocator gives no known fill to compare with";
 #else
     // Fresh blocks get a known fill: ASan fills small blocks with 0xBE; glibc, asked to
     // perturb, with the complement of the given byte. 64 x 64 is past glibc's per-thread cache,
     // which would hand out blocks without the fill.
-#if defined(__SANITIZE_ADDRESS__)
+#if defined(QOI_TEST_ADDRESS_SANITIZER)
     const uint8_t fill = 0xBE;
 #else
     const uint8_t fill = 0xA5;
@@ -68,7 +81,7 @@ TEST(QoiGreyStream, SkipLeavesItsOutputByteUnwritten) {
     const auto stream = Stream(64, 64, 1, chunks);
     qoi_desc read{};
     const Block decoded = Own(qoi_grey_decode(stream.data(), static_cast<int>(stream.size()), &read, 0));
-#if !defined(__SANITIZE_ADDRESS__)
+#if !defined(QOI_TEST_ADDRESS_SANITIZER)
     mallopt(M_PERTURB, 0);
 #endif
     ASSERT_NE(decoded, nullptr);
