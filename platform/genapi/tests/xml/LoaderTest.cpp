@@ -41,9 +41,12 @@ std::vector<char> Zip(const std::vector<std::pair<std::string, std::string>>& en
     zip_t* archive = zip_open(path.c_str(), ZIP_CREATE | ZIP_TRUNCATE, &error);
     EXPECT_NE(archive, nullptr);
     for (const auto& [name, content] : entries) {
+        if (name.back() == '/') {
+            zip_dir_add(archive, name.c_str(), 0);
+            continue;
+        }
         zip_source_t* source = zip_source_buffer(archive, content.data(), content.size(), 0);
-        if (name.back() == '/') zip_dir_add(archive, name.c_str(), 0);
-        else zip_file_add(archive, name.c_str(), source, ZIP_FL_OVERWRITE);
+        if (zip_file_add(archive, name.c_str(), source, ZIP_FL_OVERWRITE) < 0) zip_source_free(source);
     }
     zip_close(archive);
     std::ifstream file(path, std::ios::binary);
