@@ -1,5 +1,7 @@
 #include "formula/FormulaBinding.h"
 
+#include <GenApi/IBase.h>
+
 #include "nodes/EnumerationNode.h"
 #include "nodes/Node.h"
 #include "xml/NodeBuilder.h"
@@ -20,7 +22,7 @@ bool FormulaBinding::ParseProperty(Node* owner, std::string_view element, const 
     const std::string name = child.attribute("Name").value();
     if (element == "pVariable") {
         if (name.empty()) builder.Fail(owner, "<pVariable> without a Name");
-        Variable& variable = m_variables.emplace_back();
+        Variable& variable = *m_variables.emplace_back(std::make_unique<Variable>());
         variable.name = name;
         builder.Reference(owner, &variable.node, child);
     } else if (element == "Constant") {
@@ -36,8 +38,8 @@ bool FormulaBinding::ParseProperty(Node* owner, std::string_view element, const 
 }
 
 void FormulaBinding::Link(Node* owner, NodeBuilder& builder) {
-    for (const Variable& variable : m_variables)
-        builder.Require(owner, variable.node, "pVariable", AcceptNumeric, "an integer, float, boolean or enumeration");
+    for (const auto& variable : m_variables)
+        builder.Require(owner, variable->node, "pVariable", AcceptNumeric, "an integer, float, boolean or enumeration");
 }
 
 Formula FormulaBinding::Compile(const Node* owner, std::string_view text, Formula::Mode mode, const char* special) {
@@ -47,7 +49,13 @@ Formula FormulaBinding::Compile(const Node* owner, std::string_view text, Formul
 }
 
 void FormulaBinding::CollectValueChildren(std::vector<Node*>& children) const {
-    for (const Variable& variable : m_variables) children.push_back(variable.node);
+    for (const auto& variable : m_variables) children.push_back(variable->node);
+}
+
+EAccessMode FormulaBinding::VariablesAccessMode() const {
+    for (const auto& variable : m_variables)
+        if (!GenApi::IsReadable(variable->node->AccessMode())) return NA;
+    return RO;
 }
 
 FormulaSymbol FormulaBinding::Resolve(std::string_view name) const {
@@ -61,7 +69,7 @@ FormulaSymbol FormulaBinding::Resolve(std::string_view name) const {
         return symbol;
     }
     for (size_t index = 0; index < m_variables.size(); ++index) {
-        const Variable& variable = m_variables[index];
+        const Variable& variable = *m_variables[index];
         if (variable.name != base) continue;
         int field = -1;
         if (suffix.empty() || suffix == "Value") field = kFieldValue;
@@ -101,7 +109,7 @@ FormulaSymbol FormulaBinding::Resolve(std::string_view name) const {
 
 FormulaValue FormulaBinding::Read(int slot) {
     if (slot == kSpecialSlot) return m_specialValue;
-    Node* node = m_variables[static_cast<size_t>(slot / 4)].node;
+    Node* node = m_variables[static_cast<size_t>(slot / 4)]->node;
     const bool asFloat = m_mode == Formula::Mode::Float || node->Kind() == ValueKind::Float;
     switch (slot % 4) {
     case kFieldMin:

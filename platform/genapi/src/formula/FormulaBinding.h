@@ -3,11 +3,13 @@
 #ifndef GENAPI_SRC_FORMULA_FORMULABINDING_H
 #define GENAPI_SRC_FORMULA_FORMULABINDING_H
 
-#include <deque>
+#include <memory>
 #include <string>
 #include <vector>
 
 #include <pugixml.hpp>
+
+#include <GenApi/Types.h>
 
 #include "formula/Formula.h"
 
@@ -24,6 +26,8 @@ public:
     Formula Compile(const Node* owner, std::string_view text, Formula::Mode mode, const char* special);
     void CollectValueChildren(std::vector<Node*>& children) const;
     void SetSpecial(FormulaValue value) { m_specialValue = value; }
+    // RO when every variable can be read, NA otherwise: a formula over unreadable nodes has no value.
+    EAccessMode VariablesAccessMode() const;
 
     FormulaSymbol Resolve(std::string_view name) const override;
     FormulaValue Read(int slot) override;
@@ -34,7 +38,8 @@ private:
         Node* node = nullptr;
     };
 
-    std::deque<Variable> m_variables; // references to elements are kept while parsing
+    // Separately allocated: references to them are kept while parsing.
+    std::vector<std::unique_ptr<Variable>> m_variables;
     std::vector<std::pair<std::string, std::string>> m_constants;
     std::vector<std::pair<std::string, std::string>> m_expressions;
     const char* m_special = nullptr;

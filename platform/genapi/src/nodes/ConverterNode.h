@@ -21,7 +21,7 @@ public:
     }
     void CollectValueChildren(std::vector<Node*>& children) const override { m_core.CollectValueChildren(children); }
     void CollectWritingChildren(std::vector<Node*>& children) const override { children.push_back(m_core.Target()); }
-    EAccessMode OwnAccessMode() const override { return m_core.Target()->AccessMode(); }
+    EAccessMode OwnAccessMode() const override { return m_core.AccessMode(); }
     double ReadFloat(bool ignoreCache) override { return m_core.ReadConverted(ignoreCache, Formula::Mode::Float).AsDouble(); }
     void WriteFloat(double value) override {
         m_core.WriteConverted(FormulaValue::Float(value));

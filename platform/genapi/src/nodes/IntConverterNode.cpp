@@ -47,6 +47,11 @@ void ConverterCore::CollectValueChildren(std::vector<Node*>& children) const {
     children.push_back(m_target);
 }
 
+EAccessMode ConverterCore::AccessMode() const {
+    if (m_binding.VariablesAccessMode() == NA) return NA;
+    return m_target->AccessMode();
+}
+
 FormulaValue ConverterCore::Convert(FormulaValue targetValue) {
     m_binding.SetSpecial(targetValue);
     return m_from.Evaluate(m_binding);

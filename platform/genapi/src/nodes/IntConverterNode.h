@@ -19,6 +19,8 @@ public:
     FormulaValue Convert(FormulaValue targetValue);
     void WriteConverted(FormulaValue value);
     Node* Target() const { return m_target; }
+    // The target's access mode, unless a variable the formulas read cannot be read.
+    EAccessMode AccessMode() const;
     ESlope Slope() const { return m_slope; }
 
 private:
@@ -41,7 +43,7 @@ public:
     void Link(NodeBuilder& builder) override { IntegerBase::Link(builder); m_core.Link(this, builder, Formula::Mode::Integer); }
     void CollectValueChildren(std::vector<Node*>& children) const override { m_core.CollectValueChildren(children); }
     void CollectWritingChildren(std::vector<Node*>& children) const override { children.push_back(m_core.Target()); }
-    EAccessMode OwnAccessMode() const override { return m_core.Target()->AccessMode(); }
+    EAccessMode OwnAccessMode() const override { return m_core.AccessMode(); }
     int64_t ReadInt(bool ignoreCache) override;
     void WriteInt(int64_t value) override;
     int64_t ReadIntMin() override;

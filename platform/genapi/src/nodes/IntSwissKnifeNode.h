@@ -14,7 +14,7 @@ public:
     bool ParseProperty(std::string_view element, const pugi::xml_node& child, NodeBuilder& builder) override;
     void Link(NodeBuilder& builder) override;
     void CollectValueChildren(std::vector<Node*>& children) const override { m_binding.CollectValueChildren(children); }
-    EAccessMode OwnAccessMode() const override { return RO; }
+    EAccessMode OwnAccessMode() const override { return m_binding.VariablesAccessMode(); }
     int64_t ReadInt(bool ignoreCache) override;
 
 private:

@@ -3,7 +3,7 @@
 #ifndef GENAPI_SRC_NODES_REGISTERACCESS_H
 #define GENAPI_SRC_NODES_REGISTERACCESS_H
 
-#include <deque>
+#include <list>
 #include <memory>
 #include <vector>
 
@@ -44,7 +44,8 @@ private:
     int64_t m_address = 0;
     std::vector<Node*> m_addressNodes;
     std::vector<Node*> m_addressKnives; // owned by the map's list of unnamed nodes
-    std::deque<Index> m_indexes; // references to elements are kept while parsing
+    // A list: references to its elements are kept while parsing, and an empty one costs nothing.
+    std::list<Index> m_indexes;
     int64_t m_length = 0;
     bool m_hasLength = false;
     Node* m_lengthNode = nullptr;

@@ -4,7 +4,7 @@
 #ifndef GENAPI_SRC_NODES_VALUESOURCE_H
 #define GENAPI_SRC_NODES_VALUESOURCE_H
 
-#include <deque>
+#include <list>
 #include <string>
 #include <vector>
 
@@ -146,7 +146,8 @@ private:
     Node* m_pointer = nullptr;
     std::vector<Node*> m_copies;
     Node* m_index = nullptr;
-    std::deque<Indexed> m_indexed; // references to elements are kept while parsing
+    // A list: references to its elements are kept while parsing, and an empty one costs nothing.
+    std::list<Indexed> m_indexed;
     T m_default{};
     Node* m_defaultPointer = nullptr;
     bool m_hasDefault = false;

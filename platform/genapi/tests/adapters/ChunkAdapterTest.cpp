@@ -17,7 +17,8 @@ const char* const kChunkNodes = R"(<Port Name="Device"/>
     <IntReg Name="ChunkWidth"><Address>0</Address><Length>4</Length><AccessMode>RO</AccessMode><pPort>WidthPort</pPort>
       <Endianess>BigEndian</Endianess></IntReg>
     <IntReg Name="ChunkTimestamp"><Address>0</Address><Length>8</Length><AccessMode>RO</AccessMode><pPort>TimePort</pPort>
-      <Endianess>LittleEndian</Endianess></IntReg>)";
+      <Endianess>LittleEndian</Endianess></IntReg>
+    <IntSwissKnife Name="ChunkWidthTwice"><pVariable Name="W">ChunkWidth</pVariable><Formula>W * 2</Formula></IntSwissKnife>)";
 
 void AppendBigEndian(std::vector<uint8_t>& buffer, uint32_t value) {
     for (int shift = 24; shift >= 0; shift -= 8) buffer.push_back(static_cast<uint8_t>(value >> shift));
@@ -45,7 +46,10 @@ TEST(ChunkAdapter, AttachesChunksToPortsWithTheirId) {
     EXPECT_TRUE(adapter.CheckBufferLayout(buffer.data(), static_cast<int64_t>(buffer.size())));
     AttachStatistics_t statistics{};
     EXPECT_EQ(map->GetNode("ChunkWidth")->GetAccessMode(), NA);
+    EXPECT_EQ(map->GetNode("ChunkWidthTwice")->GetAccessMode(), NA); // a formula over unreadable variables
     adapter.AttachBuffer(buffer.data(), static_cast<int64_t>(buffer.size()), &statistics);
+    EXPECT_EQ(map->GetNode("ChunkWidthTwice")->GetAccessMode(), RO);
+    EXPECT_EQ(CIntegerPtr(map->GetNode("ChunkWidthTwice"))->GetValue(), 1280);
     EXPECT_EQ(statistics.NumChunkPorts, 2);
     EXPECT_EQ(statistics.NumChunks, 3);
     EXPECT_EQ(statistics.NumAttachedChunks, 2);
