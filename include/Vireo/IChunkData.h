@@ -6,7 +6,7 @@
 #include <Vireo/IBuffer.h>
 
 namespace GenApi {
-struct INode;
+class INode;
 }
 
 namespace Vireo {

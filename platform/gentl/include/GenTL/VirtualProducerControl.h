@@ -23,6 +23,11 @@ GC_IMPORT_EXPORT void VirtualProducerClearFaults(void);
 GC_IMPORT_EXPORT VIRTUAL_PRODUCER_GENTL(GC_ERROR) VirtualProducerSetConnected(const char* serialNumber, VIRTUAL_PRODUCER_GENTL(bool8_t) connected);
 /* The next frame of the camera is delivered incomplete (its second half missing). */
 GC_IMPORT_EXPORT VIRTUAL_PRODUCER_GENTL(GC_ERROR) VirtualProducerMarkNextFrameIncomplete(const char* serialNumber);
+/* The next frame's last chunk trailer states a length longer than the buffer, so that the
+ * chunk layout does not parse. */
+GC_IMPORT_EXPORT VIRTUAL_PRODUCER_GENTL(GC_ERROR) VirtualProducerCorruptNextChunkTrailer(const char* serialNumber);
+/* The next frame's image data changes after its CRC chunk was computed. */
+GC_IMPORT_EXPORT VIRTUAL_PRODUCER_GENTL(GC_ERROR) VirtualProducerCorruptNextFrameData(const char* serialNumber);
 /* Chooses the cameras on the network, by serial number, among the producer's defaults
  * (see the README); null restores them all. Takes effect at the next TLOpen. */
 GC_IMPORT_EXPORT VIRTUAL_PRODUCER_GENTL(GC_ERROR) VirtualProducerUseCameras(const char* const* serialNumbers, size_t count);

@@ -4,11 +4,29 @@
 #include <cmath>
 #include <cstring>
 
+#include <Vireo/QoiCodec.h>
+#include <zlib.h>
+
+#include <GenTL/GenTLExtensions.h>
+
 #include "../description/ZipArchive.h"
 #include "../src/Errors.h"
 
 namespace VirtualGenTL {
 namespace {
+
+// The chunks a camera can append, in ChunkSelector order, and the image data's own chunk.
+constexpr uint32_t kChunkKinds = 4;
+constexpr const char* kChunkFeatures[kChunkKinds] = {"ChunkCRC", "ChunkFrameCounter", "ChunkExposureTime",
+                                                     "ChunkTimestamp"};
+constexpr uint32_t kChunkIds[kChunkKinds] = {0xA5A50001, 0xA5A50002, 0xA5A50003, 0xA5A50004};
+constexpr uint32_t kChunkLengths[kChunkKinds] = {4, 8, 8, 8};
+constexpr uint32_t kImageChunkId = 0xA5A50000;
+constexpr size_t kTrailerBytes = 8;
+
+void PutBigEndian(uint8_t* out, uint64_t value, size_t bytes) {
+    for (size_t index = 0; index < bytes; ++index) out[index] = uint8_t(value >> (8 * (bytes - 1 - index)));
+}
 
 std::vector<Feature> RemoteFeatures(const CameraModel& model) {
     std::vector<EnumEntry> formats;
@@ -57,6 +75,15 @@ std::vector<Feature> RemoteFeatures(const CameraModel& model) {
         IntegerFeature("ActionDeviceKey", "TransportLayerControl", Access::RW, 0, 0xFFFFFFFF),
         IntegerFeature("ActionGroupKey", "TransportLayerControl", Access::RW, 0, 0xFFFFFFFF),
         IntegerFeature("ActionGroupMask", "TransportLayerControl", Access::RW, 0, 0xFFFFFFFF),
+        EnumerationFeature("ImageCompressionMode", "ImageCompressionControl", {{"Off", 0}, {"QOI", 1}}),
+        BooleanFeature("ChunkModeActive", "ChunkDataControl"),
+        EnumerationFeature("ChunkSelector", "ChunkDataControl",
+                           {{"CRC", 0}, {"FrameCounter", 1}, {"ExposureTime", 2}, {"Timestamp", 3}}),
+        BooleanFeature("ChunkEnable", "ChunkDataControl"),
+        IntegerFeature("ChunkCRC", "ChunkDataControl", Access::RO, 0, 0xFFFFFFFF),
+        IntegerFeature("ChunkFrameCounter", "ChunkDataControl", Access::RO, 0, INT64_MAX),
+        FloatFeature("ChunkExposureTime", "ChunkDataControl", Access::RO, 0.0, 1e7, "us"),
+        IntegerFeature("ChunkTimestamp", "ChunkDataControl", Access::RO, 0, INT64_MAX, 1, "ns"),
     };
     for (Feature& feature : features) {
         if (feature.name == "GevCurrentIPAddress" || feature.name == "GevCurrentSubnetMask")
@@ -64,6 +91,15 @@ std::vector<Feature> RemoteFeatures(const CameraModel& model) {
         if (feature.name == "GevMACAddress") feature.representation = "MACAddress";
         if (feature.name == "ActionGroupKey" || feature.name == "ActionGroupMask") feature.representation = "HexNumber";
         if (feature.access == Access::RW && feature.kind != FeatureKind::Command) feature.streamable = true;
+        if (feature.name == "ChunkEnable") {
+            feature.selector = "ChunkSelector";
+            feature.selectorCount = kChunkKinds;
+        }
+        for (uint32_t kind = 0; kind < kChunkKinds; ++kind)
+            if (feature.name == kChunkFeatures[kind]) {
+                feature.chunkId = kChunkIds[kind];
+                feature.length = kChunkLengths[kind];
+            }
     }
     return features;
 }
@@ -118,6 +154,7 @@ VirtualCamera::VirtualCamera(CameraModel model, CameraIdentity identity)
     r.SetFloat("AcquisitionFrameRate", std::min(30.0, m_model.maxFrameRate));
     r.SetFloat("ExposureTime", 10000.0);
     r.SetInteger("DeviceStreamChannelPacketSize", 1500);
+    r.SetInteger("ChunkEnable", 1, 0);  // CRC on by default once chunk mode is active
     SetAddress(m_identity.ipAddress, m_identity.subnetMask, m_identity.defaultGateway);
     r.SetInteger("GevMACAddress", int64_t(m_identity.macAddress));
     UpdatePayloadSize();
@@ -157,7 +194,7 @@ void VirtualCamera::InstallBehaviour() {
             if (feature.name == name && m_registers->GetInteger("TLParamsLocked") != 0)
                 Fail(GenTL::GC_ERR_ACCESS_DENIED, feature.name + " cannot change while TLParamsLocked is 1");
     });
-    for (const char* name : {"Width", "Height", "PixelFormat"})
+    for (const char* name : {"Width", "Height", "PixelFormat", "ImageCompressionMode", "ChunkModeActive", "ChunkEnable"})
         r.OnWrite(name, [this](int64_t, uint32_t) { UpdatePayloadSize(); });
     r.OnWrite("AcquisitionStart", [this](int64_t, uint32_t) {
         std::lock_guard lock(m_frameMutex);
@@ -178,14 +215,58 @@ void VirtualCamera::InstallBehaviour() {
     });
 }
 
+// How the next frame is laid out, from the current settings.
+struct VirtualCamera::Layout {
+    uint64_t width = 0, height = 0, pixelFormat = 0;
+    size_t imageBytes = 0;       // uncompressed image data
+    bool compressed = false;
+    uint64_t qoiFormat = 0;      // the QOI pixel format of a compressed frame
+    uint8_t qoiChannels = 0;
+    bool chunkMode = false;
+    std::vector<uint32_t> chunkKinds;  // enabled chunks, in selector order
+
+    // The largest payload the frame can have: a QOI stream may exceed the raw image.
+    size_t MaximumBytes() const {
+        size_t image = imageBytes;
+        if (compressed) image = qoiChannels == 1 ? width * height * 2 + 22 : width * height * (qoiChannels + 1) + 22;
+        if (!chunkMode) return image;
+        size_t total = image + kTrailerBytes;
+        for (uint32_t kind : chunkKinds) total += kChunkLengths[kind] + kTrailerBytes;
+        return total;
+    }
+};
+
+VirtualCamera::Layout VirtualCamera::CurrentLayout() const {
+    const RegisterSpace& r = *m_registers;
+    Layout layout;
+    layout.width = uint64_t(r.GetInteger("Width"));
+    layout.height = uint64_t(r.GetInteger("Height"));
+    layout.pixelFormat = uint64_t(r.GetInteger("PixelFormat"));
+    layout.imageBytes = size_t(layout.width * layout.height * ((layout.pixelFormat >> 16) & 0xFF) / 8);
+    if (r.GetInteger("ImageCompressionMode") == 1) {
+        // QOI carries 8-bit grey (mono and Bayer mosaics) and 8-bit RGB/BGR; other formats
+        // are sent uncompressed.
+        static const std::pair<uint64_t, std::pair<uint64_t, uint8_t>> kQoiFormats[] = {
+            {0x01080001, {0x81080A00, 1}}, {0x01080008, {0x81080B00, 1}}, {0x01080009, {0x81080B01, 1}},
+            {0x0108000A, {0x81080B02, 1}}, {0x0108000B, {0x81080B03, 1}}, {0x02180014, {0x82180A01, 3}},
+            {0x02180015, {0x82180A02, 3}}};
+        for (const auto& [format, qoi] : kQoiFormats) {
+            if (format != layout.pixelFormat) continue;
+            layout.compressed = true;
+            layout.qoiFormat = qoi.first;
+            layout.qoiChannels = qoi.second;
+        }
+    }
+    layout.chunkMode = r.GetInteger("ChunkModeActive") != 0;
+    if (layout.chunkMode)
+        for (uint32_t kind = 0; kind < kChunkKinds; ++kind)
+            if (r.GetInteger("ChunkEnable", kind) != 0) layout.chunkKinds.push_back(kind);
+    return layout;
+}
+
 void VirtualCamera::UpdatePayloadSize() { m_registers->SetInteger("PayloadSize", int64_t(PayloadSize())); }
 
-size_t VirtualCamera::PayloadSize() const {
-    const uint64_t width = uint64_t(m_registers->GetInteger("Width"));
-    const uint64_t height = uint64_t(m_registers->GetInteger("Height"));
-    const uint64_t bits = (uint64_t(m_registers->GetInteger("PixelFormat")) >> 16) & 0xFF;
-    return size_t(width * height * bits / 8);
-}
+size_t VirtualCamera::PayloadSize() const { return CurrentLayout().MaximumBytes(); }
 
 std::chrono::nanoseconds VirtualCamera::FramePeriod() const {
     if (m_registers->GetInteger("AcquisitionFrameRateEnable") == 0) return std::chrono::nanoseconds(0);
@@ -239,36 +320,106 @@ bool VirtualCamera::WaitForFrame(const std::atomic<bool>* stop) {
 }
 
 FrameInfo VirtualCamera::Produce(uint8_t* memory, size_t size) {
+    const Layout layout = CurrentLayout();
     FrameInfo frame;
-    const RegisterSpace& r = *m_registers;
-    frame.width = uint64_t(r.GetInteger("Width"));
-    frame.height = uint64_t(r.GetInteger("Height"));
-    frame.offsetX = uint64_t(r.GetInteger("OffsetX"));
-    frame.offsetY = uint64_t(r.GetInteger("OffsetY"));
-    frame.pixelFormat = uint64_t(r.GetInteger("PixelFormat"));
+    frame.width = layout.width;
+    frame.height = layout.height;
+    frame.offsetX = uint64_t(m_registers->GetInteger("OffsetX"));
+    frame.offsetY = uint64_t(m_registers->GetInteger("OffsetY"));
+    frame.pixelFormat = layout.compressed ? layout.qoiFormat : layout.pixelFormat;
     frame.frameId = ++m_frameCounter;
     frame.timestampNs = NowNs();
-    frame.dataSize = PayloadSize();
+    frame.containsChunks = layout.chunkMode;
+    if (layout.compressed)
+        frame.payloadType = layout.chunkMode ? GenTL::PAYLOAD_TYPE_COMPRESSED_IMAGE_EXTENDED_CHUNK
+                                             : GenTL::PAYLOAD_TYPE_COMPRESSED_IMAGE;
+    else
+        frame.payloadType = layout.chunkMode ? uint64_t(GenTL::PAYLOAD_TYPE_IMAGE_EXTENDED_CHUNK)
+                                             : uint64_t(GenTL::PAYLOAD_TYPE_IMAGE);
 
     std::lock_guard lock(m_patternMutex);
-    if (!m_pattern || m_patternWidth != frame.width || m_patternFormat != frame.pixelFormat) {
-        m_pattern = std::make_unique<TestPattern>(uint32_t(frame.width), uint32_t(frame.pixelFormat));
+    if (!m_pattern || m_patternWidth != frame.width || m_patternFormat != layout.pixelFormat) {
+        m_pattern = std::make_unique<TestPattern>(uint32_t(frame.width), uint32_t(layout.pixelFormat));
         m_patternWidth = frame.width;
-        m_patternFormat = frame.pixelFormat;
+        m_patternFormat = layout.pixelFormat;
     }
     const size_t rowBytes = m_pattern->RowBytes();
-    uint32_t rowsThatFit = rowBytes == 0 ? 0 : uint32_t(std::min<uint64_t>(frame.height, size / rowBytes));
-    if (m_nextIncomplete.exchange(false)) {
-        // Packets lost on the way: only the first half of the rows arrives.
-        rowsThatFit /= 2;
-        frame.incomplete = true;
+    const uint32_t rows = uint32_t(frame.height);
+
+    // The image data: drawn straight into the buffer, or drawn aside and compressed into it.
+    size_t imageBytes = 0;
+    if (layout.compressed) {
+        m_scratch.resize(layout.imageBytes);
+        m_pattern->Draw(m_scratch.data(), rows, frame.frameId);
+        const Vireo::qoi_desc desc{uint32_t(frame.width), uint32_t(frame.height), layout.qoiChannels, 0};
+        int streamBytes = 0;
+        void* stream = Vireo::qoi_encode(m_scratch.data(), &desc, &streamBytes);
+        if (stream == nullptr) Fail(GenTL::GC_ERR_ERROR, "the frame could not be compressed");
+        imageBytes = size_t(streamBytes);
+        std::memcpy(memory, stream, std::min(imageBytes, size));
+        std::free(stream);
+    } else {
+        const uint32_t rowsThatFit = rowBytes == 0 ? 0 : uint32_t(std::min<uint64_t>(rows, size / rowBytes));
+        m_pattern->Draw(memory, rowsThatFit, frame.frameId);
+        imageBytes = layout.imageBytes;
     }
-    m_pattern->Draw(memory, rowsThatFit, frame.frameId);
-    frame.sizeFilled = size_t(rowsThatFit) * rowBytes;
-    if (frame.dataSize > size) {
+
+    // The GigE Vision chunk layout: the image data is itself a chunk, and every chunk's data
+    // is followed by its ID and length, big-endian, so that the buffer parses from its end.
+    size_t total = imageBytes;
+    std::vector<std::pair<size_t, size_t>> trailers;  // offset of each trailer and the length it states
+    if (layout.chunkMode) {
+        trailers.push_back({total, imageBytes});
+        total += kTrailerBytes;
+        for (uint32_t kind : layout.chunkKinds) {
+            frame.chunks.push_back({kChunkIds[kind], total, kChunkLengths[kind]});
+            total += kChunkLengths[kind];
+            trailers.push_back({total, kChunkLengths[kind]});
+            total += kTrailerBytes;
+        }
+    }
+    frame.dataSize = total;
+    if (total > size) {
         // The frame does not fit: deliver what fits and say so.
         frame.dataLargerThanBuffer = true;
         frame.incomplete = true;
+        frame.sizeFilled = std::min(size, layout.compressed ? imageBytes : layout.imageBytes);
+        return frame;
+    }
+    if (layout.chunkMode) {
+        uint32_t trailerIndex = 0;
+        PutBigEndian(memory + trailers[0].first, kImageChunkId, 4);
+        PutBigEndian(memory + trailers[0].first + 4, trailers[0].second, 4);
+        for (size_t chunk = 0; chunk < frame.chunks.size(); ++chunk) {
+            const ChunkPlacement& placement = frame.chunks[chunk];
+            uint8_t* out = memory + placement.offset;
+            switch (placement.id) {
+            case 0xA5A50001:  // CRC-32 of the image data
+                PutBigEndian(out, crc32(crc32(0, nullptr, 0), memory, uInt(imageBytes)), 4);
+                break;
+            case 0xA5A50002: PutBigEndian(out, frame.frameId, 8); break;
+            case 0xA5A50003: {
+                const double exposure = m_registers->GetFloat("ExposureTime");
+                uint64_t raw;
+                std::memcpy(&raw, &exposure, sizeof raw);
+                PutBigEndian(out, raw, 8);
+                break;
+            }
+            default: PutBigEndian(out, frame.timestampNs, 8); break;
+            }
+            trailerIndex = uint32_t(chunk + 1);
+            PutBigEndian(memory + trailers[trailerIndex].first, placement.id, 4);
+            PutBigEndian(memory + trailers[trailerIndex].first + 4, placement.length, 4);
+        }
+        if (m_corruptTrailer.exchange(false))
+            PutBigEndian(memory + trailers.back().first + 4, 0x7FFFFFFF, 4);  // longer than the buffer
+    }
+    if (m_corruptData.exchange(false) && imageBytes > 0) memory[imageBytes / 2] ^= 0x5A;  // after the CRC
+    frame.sizeFilled = total;
+    if (m_nextIncomplete.exchange(false)) {
+        // Packets lost on the way: only the first half of the image arrives.
+        frame.incomplete = true;
+        frame.sizeFilled = layout.compressed ? imageBytes / 2 : size_t(rows / 2) * rowBytes;
     }
     return frame;
 }

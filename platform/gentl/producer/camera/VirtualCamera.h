@@ -11,6 +11,7 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <vector>
 
 #include "../description/RegisterSpace.h"
 #include "CameraModel.h"
@@ -30,6 +31,12 @@ struct CameraIdentity {
     bool lla = false;
 };
 
+struct ChunkPlacement {
+    uint32_t id;
+    size_t offset;
+    size_t length;
+};
+
 // What the camera wrote into a buffer.
 struct FrameInfo {
     uint64_t frameId = 0;
@@ -41,6 +48,8 @@ struct FrameInfo {
     size_t dataSize = 0;  // what the camera meant to send
     bool incomplete = false;
     bool dataLargerThanBuffer = false;
+    bool containsChunks = false;
+    std::vector<ChunkPlacement> chunks;  // appended chunks (not the image data's own)
 };
 
 class VirtualCamera {
@@ -70,6 +79,10 @@ public:
     void Trigger();
     // The next frame is cut short and delivered incomplete.
     void MarkNextFrameIncomplete() { m_nextIncomplete = true; }
+    // The next frame's last chunk trailer claims an impossible length.
+    void CorruptNextChunkTrailer() { m_corruptTrailer = true; }
+    // The next frame's image bytes change after its CRC was computed.
+    void CorruptNextFrameData() { m_corruptData = true; }
 
     // Writes the next frame into memory of the given size.
     FrameInfo Produce(uint8_t* memory, size_t size);
@@ -87,6 +100,8 @@ private:
     std::atomic<bool> m_connected{true};
     std::atomic<bool> m_claimed{false};
     std::atomic<bool> m_nextIncomplete{false};
+    std::atomic<bool> m_corruptTrailer{false};
+    std::atomic<bool> m_corruptData{false};
 
     std::mutex m_frameMutex;  // guards the acquisition state below
     std::condition_variable m_frameCondition;
@@ -96,9 +111,13 @@ private:
     std::chrono::steady_clock::time_point m_nextFrame;
     uint64_t m_frameCounter = 0;
 
-    std::mutex m_patternMutex;  // guards the cached pattern
+    struct Layout;
+    Layout CurrentLayout() const;
+
+    std::mutex m_patternMutex;  // guards the cached pattern and the scratch frame
     std::unique_ptr<TestPattern> m_pattern;
     uint64_t m_patternWidth = 0, m_patternFormat = 0;
+    std::vector<uint8_t> m_scratch;  // the raw frame of a compressed one
 };
 
 } // namespace VirtualGenTL

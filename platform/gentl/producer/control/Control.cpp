@@ -59,6 +59,14 @@ GenTL::GC_ERROR VirtualProducerMarkNextFrameIncomplete(const char* serialNumber)
     return Control("VirtualProducerMarkNextFrameIncomplete", [&] { FindCamera(serialNumber)->MarkNextFrameIncomplete(); });
 }
 
+GenTL::GC_ERROR VirtualProducerCorruptNextChunkTrailer(const char* serialNumber) {
+    return Control("VirtualProducerCorruptNextChunkTrailer", [&] { FindCamera(serialNumber)->CorruptNextChunkTrailer(); });
+}
+
+GenTL::GC_ERROR VirtualProducerCorruptNextFrameData(const char* serialNumber) {
+    return Control("VirtualProducerCorruptNextFrameData", [&] { FindCamera(serialNumber)->CorruptNextFrameData(); });
+}
+
 GenTL::GC_ERROR VirtualProducerUseCameras(const char* const* serialNumbers, size_t count) {
     return Control("VirtualProducerUseCameras", [&] {
         ProducerState& state = ProducerState::Instance();

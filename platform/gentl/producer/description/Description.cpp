@@ -60,10 +60,11 @@ Description::Description(DescriptionHeader header, std::vector<Feature> features
     uint64_t address = 0;
     for (size_t index = 0; index < m_features.size(); ++index) {
         Feature& feature = m_features[index];
+        if (!m_index.emplace(feature.name, index).second) throw std::logic_error("feature listed twice: " + feature.name);
+        if (feature.chunkId != 0) continue;  // lives in the frame, not in the registers
         feature.address = address;
         const uint64_t count = feature.selector.empty() ? 1 : feature.selectorCount;
         address += (RegisterLength(feature) * count + 7) / 8 * 8;
-        if (!m_index.emplace(feature.name, index).second) throw std::logic_error("feature listed twice: " + feature.name);
     }
     m_registerBytes = address;
     BuildXml(extraNodes);
@@ -175,6 +176,12 @@ void Description::BuildXml(const std::string& extraNodes) {
         }
 
         const bool isFloat = feature.kind == FeatureKind::Float;
+        const std::string port = feature.chunkId != 0 ? "ChunkPort" + feature.name : m_header.portName;
+        if (feature.chunkId != 0) {
+            char id[16];
+            std::snprintf(id, sizeof id, "%08X", feature.chunkId);
+            xml += "  <Port Name=\"" + port + "\">\n    <ChunkID>" + id + "</ChunkID>\n  </Port>\n";
+        }
         xml += std::string("  <") + (isFloat ? "FloatReg" : "IntReg") + " Name=\"" + reg + "\">\n";
         xml += "    <Address>" + Hex(feature.address) + "</Address>\n";
         if (!feature.selector.empty())
@@ -182,7 +189,7 @@ void Description::BuildXml(const std::string& extraNodes) {
                    "Reg</pIndex>\n";
         xml += "    <Length>" + std::to_string(RegisterLength(feature)) + "</Length>\n";
         xml += "    <AccessMode>" + std::string(AccessText(feature.access)) + "</AccessMode>\n";
-        xml += "    <pPort>" + m_header.portName + "</pPort>\n";
+        xml += "    <pPort>" + port + "</pPort>\n";
         xml += "    <Cachable>NoCache</Cachable>\n";
         if (!isFloat) xml += std::string("    <Sign>") + (feature.min < 0 ? "Signed" : "Unsigned") + "</Sign>\n";
         xml += "    <Endianess>" + endianess + "</Endianess>\n";

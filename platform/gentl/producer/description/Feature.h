@@ -35,6 +35,9 @@ struct Feature {
     // array indexed by the selector's value.
     std::string selector;
     uint32_t selectorCount = 0;
+    // A value carried in the frame's chunk data, with this chunk ID, rather than a register:
+    // it is read through a chunk port from offset 0 of the chunk.
+    uint32_t chunkId = 0;
     // Filled when the layout is built.
     uint64_t address = 0;
 };

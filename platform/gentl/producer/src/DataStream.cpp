@@ -179,6 +179,25 @@ void DataStream::CheckBuffer(void* bufferHandle) {
     FindBuffer(bufferHandle);
 }
 
+void DataStream::ChunkData(void* bufferHandle, GenTL::S_SINGLE_CHUNK_DATA* chunks, size_t* count) {
+    std::lock_guard lock(m_mutex);
+    const std::shared_ptr<BufferEntry> buffer = FindBuffer(bufferHandle);
+    const std::vector<ChunkPlacement>& placements = buffer->frame.chunks;
+    if (!buffer->frame.containsChunks) Fail(GenTL::GC_ERR_NO_DATA, "the buffer holds no chunk data");
+    if (chunks == nullptr) {
+        *count = placements.size();
+        return;
+    }
+    if (*count < placements.size()) {
+        *count = placements.size();
+        Fail(GenTL::GC_ERR_BUFFER_TOO_SMALL, "room for " + std::to_string(placements.size()) + " chunks is needed");
+    }
+    for (size_t index = 0; index < placements.size(); ++index)
+        chunks[index] = GenTL::S_SINGLE_CHUNK_DATA{placements[index].id, ptrdiff_t(placements[index].offset),
+                                                   placements[index].length};
+    *count = placements.size();
+}
+
 void* DataStream::BufferId(uint32_t index) {
     std::lock_guard lock(m_mutex);
     if (index >= m_buffers.size()) Fail(GenTL::GC_ERR_INVALID_INDEX, "no announced buffer " + std::to_string(index));
@@ -234,12 +253,17 @@ void DataStream::BufferInfo(void* bufferHandle, GenTL::BUFFER_INFO_CMD command, 
     case GenTL::BUFFER_INFO_PIXELFORMAT: answer.UInt64(frame.pixelFormat); break;
     case GenTL::BUFFER_INFO_PIXELFORMAT_NAMESPACE: answer.UInt64(GenTL::PIXELFORMAT_NAMESPACE_PFNC_32BIT); break;
     case GenTL::BUFFER_INFO_DELIVERED_IMAGEHEIGHT: answer.SizeT(frame.height); break;
-    case GenTL::BUFFER_INFO_DELIVERED_CHUNKPAYLOADSIZE: answer.SizeT(0); break;
+    case GenTL::BUFFER_INFO_DELIVERED_CHUNKPAYLOADSIZE: {
+        size_t chunkBytes = 0;
+        for (const ChunkPlacement& chunk : frame.chunks) chunkBytes += chunk.length + 8;
+        answer.SizeT(chunkBytes);
+        break;
+    }
     case GenTL::BUFFER_INFO_PIXEL_ENDIANNESS: answer.Int32(GenTL::PIXELENDIANNESS_LITTLE); break;
     case GenTL::BUFFER_INFO_DATA_SIZE: answer.SizeT(frame.dataSize); break;
     case GenTL::BUFFER_INFO_TIMESTAMP_NS: answer.UInt64(frame.timestampNs); break;
     case GenTL::BUFFER_INFO_DATA_LARGER_THAN_BUFFER: answer.Bool8(frame.dataLargerThanBuffer); break;
-    case GenTL::BUFFER_INFO_CONTAINS_CHUNKDATA: answer.Bool8(false); break;
+    case GenTL::BUFFER_INFO_CONTAINS_CHUNKDATA: answer.Bool8(frame.containsChunks); break;
     case GenTL::BUFFER_INFO_IS_COMPOSITE: answer.Bool8(false); break;
     case GenTL::BUFFER_INFO_LEADER_RECEIVED_TIMESTAMP: answer.UInt64(buffer->leaderReceivedNs); break;
     default: Fail(GenTL::GC_ERR_INVALID_PARAMETER, "unknown BUFFER_INFO command " + std::to_string(command));

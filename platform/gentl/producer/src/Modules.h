@@ -163,6 +163,7 @@ public:
     void Flush(GenTL::ACQ_QUEUE_TYPE operation);
     void* BufferId(uint32_t index);
     void CheckBuffer(void* bufferHandle);  // throws unless the handle is a buffer of this stream
+    void ChunkData(void* bufferHandle, GenTL::S_SINGLE_CHUNK_DATA* chunks, size_t* count);
     void BufferInfo(void* bufferHandle, GenTL::BUFFER_INFO_CMD command, InfoAnswer& answer);
     void StartAcquisition(uint64_t count);
     void StopAcquisition();

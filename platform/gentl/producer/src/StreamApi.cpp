@@ -95,11 +95,10 @@ GC_ERROR DSGetBufferInfo(DS_HANDLE hDataStream, BUFFER_HANDLE hBuffer, BUFFER_IN
     });
 }
 
-GC_ERROR DSGetBufferChunkData(DS_HANDLE hDataStream, BUFFER_HANDLE hBuffer, S_SINGLE_CHUNK_DATA* /*pChunkData*/,
+GC_ERROR DSGetBufferChunkData(DS_HANDLE hDataStream, BUFFER_HANDLE hBuffer, S_SINGLE_CHUNK_DATA* pChunkData,
                               size_t* piNumChunks) {
     return Guard("DSGetBufferChunkData", [&] {
-        OpenStream(hDataStream)->CheckBuffer(hBuffer);
-        *Required(piNumChunks, "the chunk count") = 0;  // no chunk data yet
+        OpenStream(hDataStream)->ChunkData(hBuffer, pChunkData, Required(piNumChunks, "the chunk count"));
     });
 }
 

@@ -1,0 +1,107 @@
+// Every module's description file, as the producer serves it, loads in the GenICam engine,
+// and every readable feature reads through the module's port.
+#include "ProducerFixture.h"
+
+#include <GenApi/GenApi.h>
+
+namespace {
+
+// A GenApi port over a producer module's register port.
+class ModulePort : public GenApi::IPort {
+public:
+    explicit ModulePort(PORT_HANDLE handle) : m_handle(handle) {}
+    GenApi::EAccessMode GetAccessMode() const override { return GenApi::RW; }
+    void Read(void* buffer, int64_t address, int64_t length) override {
+        size_t size = size_t(length);
+        if (GCReadPort(m_handle, uint64_t(address), buffer, &size) != GC_ERR_SUCCESS)
+            throw RUNTIME_EXCEPTION("GCReadPort: %s", LastErrorText());
+    }
+    void Write(const void* buffer, int64_t address, int64_t length) override {
+        size_t size = size_t(length);
+        if (GCWritePort(m_handle, uint64_t(address), buffer, &size) != GC_ERR_SUCCESS)
+            throw RUNTIME_EXCEPTION("GCWritePort: %s", LastErrorText());
+    }
+
+private:
+    PORT_HANDLE m_handle;
+};
+
+class DescriptionLoading : public ProducerTest {
+protected:
+    // Builds the module's node map, connected under the port name its file declares.
+    GenApi::INodeMap* Load(PORT_HANDLE handle, ModulePort& port, const char* portName) {
+        const std::vector<uint8_t> file = ReadDescriptionFile(handle);
+        GenApi::CNodeMapFactory factory(GenApi::ContentType_Auto, file.data(), file.size());
+        GenApi::INodeMap* map = factory.CreateNodeMap("Device");
+        EXPECT_TRUE(map->Connect(&port, portName)) << portName;
+        return map;
+    }
+    static void Destroy(GenApi::INodeMap* map) { dynamic_cast<GenApi::IDestroy*>(map)->Destroy(); }
+
+    // Reads every readable value; returns how many were read.
+    static size_t ReadEverything(GenApi::INodeMap* map) {
+        GenApi::NodeList_t nodes;
+        map->GetNodes(nodes);
+        size_t read = 0;
+        for (GenApi::INode* node : nodes) {
+            auto* value = dynamic_cast<GenApi::IValue*>(node);
+            if (value == nullptr || !GenApi::IsReadable(node)) continue;
+            try {
+                value->ToString();
+                ++read;
+            } catch (const GenICam::GenericException& error) {
+                ADD_FAILURE() << node->GetName() << ": " << error.GetDescription();
+            }
+        }
+        return read;
+    }
+};
+
+TEST_F(DescriptionLoading, EveryModuleLoadsAndEveryReadableFeatureReads) {
+    OpenCamera();
+    OpenStream();
+    const std::tuple<PORT_HANDLE, const char*, size_t> modules[] = {
+        {system, "TLPort", 8}, {iface, "InterfacePort", 6}, {device, "DevicePort", 10},
+        {stream, "StreamPort", 8}, {remote, "Device", 30}};
+    for (const auto& [handle, portName, atLeast] : modules) {
+        ModulePort port(handle);
+        GenApi::INodeMap* map = Load(handle, port, portName);
+        EXPECT_GE(ReadEverything(map), atLeast) << portName;
+        Destroy(map);
+    }
+}
+
+TEST_F(DescriptionLoading, FeaturesDriveTheModules) {
+    OpenCamera();
+    ModulePort port(remote);
+    GenApi::INodeMap* camera = Load(remote, port, "Device");
+    GenApi::CIntegerPtr width = camera->GetNode("Width");
+    GenApi::CIntegerPtr payload = camera->GetNode("PayloadSize");
+    GenApi::CEnumerationPtr format = camera->GetNode("PixelFormat");
+    GenApi::CStringPtr serial = camera->GetNode("DeviceSerialNumber");
+    EXPECT_EQ(serial->GetValue(), "VC2448C-0001");
+    width->SetValue(1024);
+    format->FromString("Mono8");
+    EXPECT_EQ(payload->GetValue(), 1024 * 2048);
+    EXPECT_THROW(width->SetValue(1025), GenICam::OutOfRangeException) << "the increment is 8";
+    GenApi::CIntegerPtr ip = camera->GetNode("GevCurrentIPAddress");
+    EXPECT_EQ(ip->ToString(), "192.168.10.11");
+    Destroy(camera);
+
+    ModulePort interfacePort(iface);
+    GenApi::INodeMap* adapter = Load(iface, interfacePort, "InterfacePort");
+    GenApi::CIntegerPtr subnet = adapter->GetNode("GevInterfaceSubnetIPAddress");
+    GenApi::CIntegerPtr mac = adapter->GetNode("GevInterfaceMACAddress");
+    uint32_t ipInfo = 0;
+    uint64_t macInfo = 0;
+    size_t size = sizeof ipInfo;
+    INFO_DATATYPE type = 0;
+    ASSERT_EQ(IFGetInfo(iface, INTERFACE_INFO_IP_ADDRESS, &type, &ipInfo, &size), GC_ERR_SUCCESS);
+    size = sizeof macInfo;
+    ASSERT_EQ(IFGetInfo(iface, INTERFACE_INFO_MAC_ADDRESS, &type, &macInfo, &size), GC_ERR_SUCCESS);
+    EXPECT_EQ(uint64_t(subnet->GetValue()), ipInfo) << "node map and interface info agree";
+    EXPECT_EQ(uint64_t(mac->GetValue()), macInfo);
+    Destroy(adapter);
+}
+
+} // namespace
