@@ -274,6 +274,10 @@ std::chrono::nanoseconds VirtualCamera::FramePeriod() const {
     return std::chrono::nanoseconds(int64_t(1e9 / rate));
 }
 
+bool VirtualCamera::FreeRunning() const {
+    return m_registers->GetInteger("AcquisitionFrameRateEnable") == 0 && m_registers->GetInteger("TriggerMode") == 0;
+}
+
 void VirtualCamera::Trigger() {
     std::lock_guard lock(m_frameMutex);
     if (!m_acquiring) return;  // a trigger outside acquisition is ignored, as by a camera

@@ -75,6 +75,8 @@ public:
     // WakeWaiters after setting it).
     bool WaitForFrame(const std::atomic<bool>* stop);
     void WakeWaiters();
+    // Whether frames come as fast as buffers allow (frame-rate control off, no trigger).
+    bool FreeRunning() const;
     // Fires a software or action trigger.
     void Trigger();
     // The next frame is cut short and delivered incomplete.

@@ -322,6 +322,15 @@ std::shared_ptr<BufferEntry> DataStream::TakeBufferToFill() {
 void DataStream::Run() {
     uint64_t produced = 0;
     for (;;) {
+        if (m_camera->FreeRunning()) {
+            // Without a frame clock the camera sends as fast as the host takes frames, as a
+            // stream with flow control does: wait for a free buffer instead of losing frames.
+            std::unique_lock lock(m_mutex);
+            m_poolChanged.wait(lock, [&] {
+                return m_stop || !m_input.empty() || (!m_output.empty() && m_port->GetInteger("StreamBufferHandlingMode") != 0);
+            });
+            if (m_stop) return;
+        }
         if (!m_camera->WaitForFrame(&m_stop)) return;
         const uint64_t leaderNs = SteadyNs();
         std::shared_ptr<BufferEntry> buffer;
