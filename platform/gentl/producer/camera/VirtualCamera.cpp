@@ -23,6 +23,7 @@ constexpr uint32_t kChunkIds[kChunkKinds] = {0xA5A50001, 0xA5A50002, 0xA5A50003,
 constexpr uint32_t kChunkLengths[kChunkKinds] = {4, 8, 8, 8};
 constexpr uint32_t kImageChunkId = 0xA5A50000;
 constexpr size_t kTrailerBytes = 8;
+constexpr uint16_t kExposureEndEventId = 0x9001;
 
 void PutBigEndian(uint8_t* out, uint64_t value, size_t bytes) {
     for (size_t index = 0; index < bytes; ++index) out[index] = uint8_t(value >> (8 * (bytes - 1 - index)));
@@ -76,6 +77,11 @@ std::vector<Feature> RemoteFeatures(const CameraModel& model) {
         IntegerFeature("ActionGroupKey", "TransportLayerControl", Access::RW, 0, 0xFFFFFFFF),
         IntegerFeature("ActionGroupMask", "TransportLayerControl", Access::RW, 0, 0xFFFFFFFF),
         EnumerationFeature("ImageCompressionMode", "ImageCompressionControl", {{"Off", 0}, {"QOI", 1}}),
+        EnumerationFeature("EventSelector", "EventControl", {{"ExposureEnd", 0}}),
+        EnumerationFeature("EventNotification", "EventControl", {{"Off", 0}, {"On", 1}}),
+        IntegerFeature("EventExposureEnd", "EventControl", Access::RO, 0, 0xFFFF),
+        IntegerFeature("EventExposureEndTimestamp", "EventControl", Access::RO, 0, INT64_MAX, 1, "ns"),
+        IntegerFeature("EventExposureEndFrameID", "EventControl", Access::RO, 0, INT64_MAX),
         BooleanFeature("ChunkModeActive", "ChunkDataControl"),
         EnumerationFeature("ChunkSelector", "ChunkDataControl",
                            {{"CRC", 0}, {"FrameCounter", 1}, {"ExposureTime", 2}, {"Timestamp", 3}}),
@@ -91,6 +97,15 @@ std::vector<Feature> RemoteFeatures(const CameraModel& model) {
         if (feature.name == "GevMACAddress") feature.representation = "MACAddress";
         if (feature.name == "ActionGroupKey" || feature.name == "ActionGroupMask") feature.representation = "HexNumber";
         if (feature.access == Access::RW && feature.kind != FeatureKind::Command) feature.streamable = true;
+        if (feature.name == "EventNotification") {
+            feature.selector = "EventSelector";
+            feature.selectorCount = 1;
+        }
+        // The exposure-end event item: its ID at 2, timestamp at 8, frame ID as its data at 16.
+        if (feature.name == "EventExposureEnd") feature.length = 2, feature.eventOffset = 2;
+        if (feature.name == "EventExposureEndTimestamp") feature.eventOffset = 8;
+        if (feature.name == "EventExposureEndFrameID") feature.eventOffset = 16;
+        if (feature.name.rfind("EventExposureEnd", 0) == 0) feature.eventId = kExposureEndEventId;
         if (feature.name == "ChunkEnable") {
             feature.selector = "ChunkSelector";
             feature.selectorCount = kChunkKinds;
@@ -274,6 +289,70 @@ std::chrono::nanoseconds VirtualCamera::FramePeriod() const {
     return std::chrono::nanoseconds(int64_t(1e9 / rate));
 }
 
+void VirtualCamera::ListenForEvents(bool listen) {
+    std::lock_guard lock(m_eventMutex);
+    m_listening = listen;
+    if (!listen) {
+        m_events.clear();
+        ++m_eventAbort;
+        m_eventCondition.notify_all();
+    }
+}
+
+void VirtualCamera::TakeEvent(uint8_t* buffer, size_t* size, uint64_t timeoutMs) {
+    std::unique_lock lock(m_eventMutex);
+    const uint64_t abort = m_eventAbort;
+    const auto ready = [&] { return !m_events.empty() || m_eventAbort != abort; };
+    if (timeoutMs == GENTL_INFINITE) {
+        m_eventCondition.wait(lock, ready);
+    } else if (!m_eventCondition.wait_for(lock, std::chrono::milliseconds(timeoutMs), ready)) {
+        Fail(GenTL::GC_ERR_TIMEOUT, "no event arrived within " + std::to_string(timeoutMs) + " ms");
+    }
+    if (m_events.empty()) Fail(GenTL::GC_ERR_ABORT, "the wait was aborted");
+    const std::vector<uint8_t>& packet = m_events.front();
+    if (buffer == nullptr || *size < packet.size()) {
+        *size = packet.size();
+        Fail(buffer == nullptr ? GenTL::GC_ERR_INVALID_PARAMETER : GenTL::GC_ERR_BUFFER_TOO_SMALL,
+             std::to_string(packet.size()) + " bytes are needed for the event");
+    }
+    *size = packet.size();
+    std::memcpy(buffer, packet.data(), packet.size());
+    m_events.pop_front();
+}
+
+void VirtualCamera::KillEventWait() {
+    std::lock_guard lock(m_eventMutex);
+    ++m_eventAbort;
+    m_eventCondition.notify_all();
+}
+
+size_t VirtualCamera::QueuedEvents() {
+    std::lock_guard lock(m_eventMutex);
+    return m_events.size();
+}
+
+void VirtualCamera::EmitExposureEnd(uint64_t frameId, uint64_t timestampNs) {
+    // A GVCP EVENTDATA packet: key 0x42, flags, command 0x00C2, length, request id; then one
+    // item of size 24: size, event id, stream channel, block id, timestamp, and the frame id.
+    std::vector<uint8_t> packet(8 + 24, 0);
+    packet[0] = 0x42;
+    PutBigEndian(&packet[2], 0x00C2, 2);
+    PutBigEndian(&packet[4], 24, 2);
+    std::lock_guard lock(m_eventMutex);
+    if (!m_listening) return;
+    PutBigEndian(&packet[6], ++m_eventRequestId, 2);
+    uint8_t* item = &packet[8];
+    PutBigEndian(item, 24, 2);
+    PutBigEndian(item + 2, kExposureEndEventId, 2);
+    PutBigEndian(item + 6, frameId & 0xFFFF, 2);
+    PutBigEndian(item + 8, timestampNs, 8);
+    PutBigEndian(item + 16, frameId, 8);
+    constexpr size_t kMaximumQueued = 1024;  // an application that never reads loses the oldest
+    if (m_events.size() == kMaximumQueued) m_events.pop_front();
+    m_events.push_back(std::move(packet));
+    m_eventCondition.notify_all();
+}
+
 bool VirtualCamera::FreeRunning() const {
     return m_registers->GetInteger("AcquisitionFrameRateEnable") == 0 && m_registers->GetInteger("TriggerMode") == 0;
 }
@@ -419,6 +498,7 @@ FrameInfo VirtualCamera::Produce(uint8_t* memory, size_t size) {
             PutBigEndian(memory + trailers.back().first + 4, 0x7FFFFFFF, 4);  // longer than the buffer
     }
     if (m_corruptData.exchange(false) && imageBytes > 0) memory[imageBytes / 2] ^= 0x5A;  // after the CRC
+    if (m_registers->GetInteger("EventNotification", 0) != 0) EmitExposureEnd(frame.frameId, frame.timestampNs);
     frame.sizeFilled = total;
     if (m_nextIncomplete.exchange(false)) {
         // Packets lost on the way: only the first half of the image arrives.

@@ -8,6 +8,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
+#include <deque>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -86,6 +87,15 @@ public:
     // The next frame's image bytes change after its CRC was computed.
     void CorruptNextFrameData() { m_corruptData = true; }
 
+    // Remote-device events: while someone listens, the camera queues one GigE Vision event
+    // packet per exposure end that EventNotification enables.
+    void ListenForEvents(bool listen);
+    // Waits for an event packet and copies it out under the GenTL size conventions (a packet
+    // that does not fit stays queued). Throws ProducerError on time-out or abort.
+    void TakeEvent(uint8_t* buffer, size_t* size, uint64_t timeoutMs);
+    void KillEventWait();
+    size_t QueuedEvents();
+
     // Writes the next frame into memory of the given size.
     FrameInfo Produce(uint8_t* memory, size_t size);
     // The size of the frame as configured now.
@@ -112,6 +122,15 @@ private:
     uint64_t m_pendingTriggers = 0;
     std::chrono::steady_clock::time_point m_nextFrame;
     uint64_t m_frameCounter = 0;
+
+    void EmitExposureEnd(uint64_t frameId, uint64_t timestampNs);
+
+    std::mutex m_eventMutex;  // guards the event queue
+    std::condition_variable m_eventCondition;
+    std::deque<std::vector<uint8_t>> m_events;
+    bool m_listening = false;
+    uint64_t m_eventAbort = 0;
+    uint16_t m_eventRequestId = 0;
 
     struct Layout;
     Layout CurrentLayout() const;

@@ -61,7 +61,7 @@ Description::Description(DescriptionHeader header, std::vector<Feature> features
     for (size_t index = 0; index < m_features.size(); ++index) {
         Feature& feature = m_features[index];
         if (!m_index.emplace(feature.name, index).second) throw std::logic_error("feature listed twice: " + feature.name);
-        if (feature.chunkId != 0) continue;  // lives in the frame, not in the registers
+        if (feature.chunkId != 0 || feature.eventId != 0) continue;  // lives in a frame or an event
         feature.address = address;
         const uint64_t count = feature.selector.empty() ? 1 : feature.selectorCount;
         address += (RegisterLength(feature) * count + 7) / 8 * 8;
@@ -176,14 +176,22 @@ void Description::BuildXml(const std::string& extraNodes) {
         }
 
         const bool isFloat = feature.kind == FeatureKind::Float;
-        const std::string port = feature.chunkId != 0 ? "ChunkPort" + feature.name : m_header.portName;
+        std::string port = m_header.portName;
         if (feature.chunkId != 0) {
+            port = "ChunkPort" + feature.name;
             char id[16];
             std::snprintf(id, sizeof id, "%08X", feature.chunkId);
             xml += "  <Port Name=\"" + port + "\">\n    <ChunkID>" + id + "</ChunkID>\n  </Port>\n";
         }
+        if (feature.eventId != 0) {
+            char id[16];
+            std::snprintf(id, sizeof id, "%04X", feature.eventId);
+            port = std::string("EventPort") + id;
+            if (m_eventPorts.insert(feature.eventId).second)
+                xml += "  <Port Name=\"" + port + "\">\n    <EventID>" + id + "</EventID>\n  </Port>\n";
+        }
         xml += std::string("  <") + (isFloat ? "FloatReg" : "IntReg") + " Name=\"" + reg + "\">\n";
-        xml += "    <Address>" + Hex(feature.address) + "</Address>\n";
+        xml += "    <Address>" + Hex(feature.eventId != 0 ? feature.eventOffset : feature.address) + "</Address>\n";
         if (!feature.selector.empty())
             xml += "    <pIndex Offset=\"" + std::to_string(RegisterLength(feature)) + "\">" + feature.selector +
                    "Reg</pIndex>\n";

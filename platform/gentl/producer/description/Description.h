@@ -3,6 +3,7 @@
 #define VIRTUALGENTL_DESCRIPTION_H
 
 #include <map>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -39,6 +40,7 @@ private:
     DescriptionHeader m_header;
     std::vector<Feature> m_features;
     std::map<std::string, size_t> m_index;
+    std::set<uint32_t> m_eventPorts;  // event IDs whose port is written
     uint64_t m_registerBytes = 0;
     std::string m_xml;
 };

@@ -38,6 +38,10 @@ struct Feature {
     // A value carried in the frame's chunk data, with this chunk ID, rather than a register:
     // it is read through a chunk port from offset 0 of the chunk.
     uint32_t chunkId = 0;
+    // A value carried in a GigE Vision event with this event ID: read through the event's
+    // port at eventOffset of the event item (2: the ID, 8: the timestamp, 16: the data).
+    uint32_t eventId = 0;
+    uint64_t eventOffset = 0;
     // Filled when the layout is built.
     uint64_t address = 0;
 };

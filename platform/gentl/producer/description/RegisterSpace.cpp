@@ -20,7 +20,7 @@ std::string RegisterSpace::FileUrl(const std::string& fileName) const {
 
 const Feature* RegisterSpace::FeatureAt(uint64_t address, size_t size, uint32_t* index) const {
     for (const Feature& feature : m_description->Features()) {
-        if (feature.chunkId != 0) continue;
+        if (feature.chunkId != 0 || feature.eventId != 0) continue;
         const uint64_t length = Description::RegisterLength(feature);
         const uint64_t count = feature.selector.empty() ? 1 : feature.selectorCount;
         if (address < feature.address || address >= feature.address + length * count) continue;

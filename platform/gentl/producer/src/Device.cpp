@@ -1,4 +1,5 @@
 #include "Modules.h"
+#include "ProducerState.h"
 
 namespace VirtualGenTL {
 namespace {
@@ -105,11 +106,23 @@ void* Device::ParentHandle() const {
 }
 
 void Device::SendActionCommand(uint32_t deviceKey, uint32_t groupKey, uint32_t groupMask) {
-    RegisterSpace& registers = m_camera->Registers();
-    const bool addressed = uint32_t(registers.GetInteger("ActionDeviceKey")) == deviceKey &&
-                           uint32_t(registers.GetInteger("ActionGroupKey")) == groupKey &&
-                           (uint32_t(registers.GetInteger("ActionGroupMask")) & groupMask) != 0;
-    if (addressed && registers.GetInteger("TriggerSource") == 1) m_camera->Trigger();
+    // An action command is a broadcast on the device's network: every camera there whose
+    // keys and mask match, and whose trigger listens to the action, takes a frame.
+    const auto parent = m_parent.lock();
+    std::vector<std::shared_ptr<VirtualCamera>> cameras;
+    {
+        ProducerState& state = ProducerState::Instance();
+        std::lock_guard lock(state.mutex);
+        for (const NetworkCamera& entry : state.cameras)
+            if (!parent || entry.interfaceIndex == parent->Index()) cameras.push_back(entry.camera);
+    }
+    for (const auto& camera : cameras) {
+        RegisterSpace& registers = camera->Registers();
+        const bool addressed = uint32_t(registers.GetInteger("ActionDeviceKey")) == deviceKey &&
+                               uint32_t(registers.GetInteger("ActionGroupKey")) == groupKey &&
+                               (uint32_t(registers.GetInteger("ActionGroupMask")) & groupMask) != 0;
+        if (addressed && camera->Connected() && registers.GetInteger("TriggerSource") == 1) camera->Trigger();
+    }
 }
 
 } // namespace VirtualGenTL

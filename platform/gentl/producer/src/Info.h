@@ -31,6 +31,7 @@ public:
         Bytes(GenTL::INFO_DATATYPE_BOOL8, &byte, sizeof byte);
     }
     void Pointer(const void* value) { Bytes(GenTL::INFO_DATATYPE_PTR, &value, sizeof value); }
+    void Buffer(const std::string& bytes) { Bytes(GenTL::INFO_DATATYPE_BUFFER, bytes.data(), bytes.size()); }
 
 private:
     void Bytes(GenTL::INFO_DATATYPE type, const void* value, size_t needed) {

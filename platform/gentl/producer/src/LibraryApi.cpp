@@ -1,4 +1,6 @@
 // The library, port and event functions of the GenTL C API.
+#include <algorithm>
+#include <cstdio>
 #include <map>
 #include <mutex>
 
@@ -33,7 +35,7 @@ void CloseEverything() {
         g_events.clear();
     }
     for (const auto& object : Handles::All()) {
-        if (object->GetKind() == Kind::Event) static_cast<Event&>(*object).Kill();
+        if (object->GetKind() == Kind::Event) static_cast<Event&>(*object).Unregister();
         if (object->GetKind() == Kind::DataStream) static_cast<DataStream&>(*object).Close();
     }
     for (const auto& object : Handles::All())
@@ -46,7 +48,7 @@ void ForgetEventsOf(void* source) {
     std::lock_guard lock(g_eventsMutex);
     for (auto entry = g_events.begin(); entry != g_events.end();) {
         if (entry->first.first == source) {
-            if (auto event = Handles::Find(entry->second)) static_cast<Event&>(*event).Kill();
+            if (auto event = Handles::Find(entry->second)) static_cast<Event&>(*event).Unregister();
             Handles::Remove(entry->second);
             entry = g_events.erase(entry);
         } else {
@@ -217,17 +219,22 @@ GC_ERROR GCRegisterEvent(EVENTSRC_HANDLE hEventSrc, EVENT_TYPE iEventID, EVENT_H
         const std::shared_ptr<Object> source = Handles::Find(hEventSrc);
         if (!source) Fail(GC_ERR_INVALID_HANDLE, "not a valid event source handle");
         std::shared_ptr<DataStream> stream;
+        std::shared_ptr<VirtualCamera> camera;
         if (iEventID == EVENT_NEW_BUFFER) {
             if (source->GetKind() != Kind::DataStream)
                 Fail(GC_ERR_NOT_AVAILABLE, "new-buffer events come from data streams");
             stream = std::static_pointer_cast<DataStream>(source);
-        } else if (iEventID != EVENT_ERROR && iEventID != EVENT_REMOTE_DEVICE) {
+        } else if (iEventID == EVENT_REMOTE_DEVICE) {
+            if (source->GetKind() != Kind::Device) Fail(GC_ERR_NOT_AVAILABLE, "remote-device events come from devices");
+            camera = static_cast<Device&>(*source).CameraPointer();
+        } else if (iEventID != EVENT_ERROR) {
             Fail(GC_ERR_NOT_IMPLEMENTED, "event type " + std::to_string(iEventID) + " is not offered");
         }
         std::lock_guard lock(g_eventsMutex);
         if (g_events.count({hEventSrc, iEventID}) != 0)
             Fail(GC_ERR_RESOURCE_IN_USE, "this event is already registered");
-        auto event = std::make_shared<Event>(iEventID, stream);
+        if (camera) camera->ListenForEvents(true);
+        auto event = std::make_shared<Event>(iEventID, stream, camera);
         *phEvent = Handles::Add(event);
         g_events[{hEventSrc, iEventID}] = *phEvent;
     });
@@ -244,7 +251,7 @@ GC_ERROR GCUnregisterEvent(EVENTSRC_HANDLE hEventSrc, EVENT_TYPE iEventID) {
             handle = found->second;
             g_events.erase(found);
         }
-        if (auto event = Handles::Find(handle)) static_cast<Event&>(*event).Kill();
+        if (auto event = Handles::Find(handle)) static_cast<Event&>(*event).Unregister();
         Handles::Remove(handle);
     });
 }
@@ -259,6 +266,27 @@ GC_ERROR EventGetDataInfo(EVENT_HANDLE hEvent, const void* pInBuffer, size_t iIn
         const auto event = Handles::Get<Event>(hEvent, "event");
         Required(pInBuffer, "the event data");
         InfoAnswer answer(piType, pOutBuffer, piOutSize);
+        if (event->Type() == EVENT_REMOTE_DEVICE) {
+            // A GVCP event packet: 8 header bytes, then items of a 16-byte header and data.
+            const auto* packet = static_cast<const uint8_t*>(pInBuffer);
+            if (iInSize < 8 + 16) Fail(GC_ERR_INVALID_PARAMETER, "the event data is too short");
+            const size_t itemSize = size_t(packet[8]) << 8 | packet[9];
+            const uint16_t eventId = uint16_t(packet[10] << 8 | packet[11]);
+            char id[8];
+            std::snprintf(id, sizeof id, "%04X", eventId);
+            switch (iInfoCmd) {
+            case EVENT_DATA_ID: answer.String(id); break;
+            case EVENT_DATA_VALUE: {
+                const size_t end = std::min(iInSize, 8 + std::max<size_t>(itemSize, 16));
+                const std::string data(reinterpret_cast<const char*>(packet) + 24, end - 24);
+                answer.Buffer(data);
+                break;
+            }
+            case EVENT_DATA_NUMID: answer.SizeT(1); break;
+            default: Fail(GC_ERR_INVALID_PARAMETER, "unknown EVENT_DATA_INFO command " + std::to_string(iInfoCmd));
+            }
+            return;
+        }
         if (event->Type() != EVENT_NEW_BUFFER) Fail(GC_ERR_NOT_IMPLEMENTED, "no data info for this event type");
         if (iInSize < sizeof(S_EVENT_NEW_BUFFER)) Fail(GC_ERR_INVALID_PARAMETER, "the event data is too short");
         const auto* data = static_cast<const S_EVENT_NEW_BUFFER*>(pInBuffer);

@@ -208,16 +208,19 @@ private:
 class Event : public Object {
 public:
     static constexpr Kind kKind = Kind::Event;
-    Event(GenTL::EVENT_TYPE type, std::shared_ptr<DataStream> stream) : Object(kKind), m_type(type), m_stream(std::move(stream)) {}
+    Event(GenTL::EVENT_TYPE type, std::shared_ptr<DataStream> stream, std::shared_ptr<VirtualCamera> camera)
+        : Object(kKind), m_type(type), m_stream(std::move(stream)), m_camera(std::move(camera)) {}
     GenTL::EVENT_TYPE Type() const { return m_type; }
     void GetData(void* buffer, size_t* size, uint64_t timeoutMs);
     void Info(GenTL::EVENT_INFO_CMD command, InfoAnswer& answer);
     void Flush();
     void Kill();
+    void Unregister();  // ends pending waits and stops the source feeding it
 
 private:
     GenTL::EVENT_TYPE m_type;
-    std::shared_ptr<DataStream> m_stream;
+    std::shared_ptr<DataStream> m_stream;      // new-buffer events
+    std::shared_ptr<VirtualCamera> m_camera;   // remote-device events
     std::atomic<uint64_t> m_fired{0};
 };
 
