@@ -69,10 +69,20 @@ public:
 
     E Report(const gcstring& description) const { return E(description, m_sourceFileName, m_sourceLine); }
     E Report() const { return E(gcstring(), m_sourceFileName, m_sourceLine); }
+    // The format is a literal at every macro call; clang cannot see that through the template
+    // and would warn for calls without arguments.
+#if defined(__clang__)
+#pragma clang diagnostic push
+#pragma clang diagnostic ignored "-Wformat-security"
+#pragma clang diagnostic ignored "-Wformat-nonliteral"
+#endif
     template <class... Arguments>
     E Report(const char* format, const Arguments&... arguments) const {
         return E(FormatDescription(format, PrintfArgument(arguments)...), m_sourceFileName, m_sourceLine);
     }
+#if defined(__clang__)
+#pragma clang diagnostic pop
+#endif
 
 private:
     // Strings may be passed as they are; everything else goes to printf unchanged.

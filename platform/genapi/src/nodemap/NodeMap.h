@@ -86,7 +86,6 @@ private:
     mutable CLock m_lock;
     int m_depth = 0;
     uint32_t m_stamp = 0;
-    uint32_t m_queueStamp = 1;
     std::vector<Node*> m_pending;
     std::vector<CNodeCallback*> m_retired;
     bool m_firing = false;
