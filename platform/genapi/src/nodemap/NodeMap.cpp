@@ -69,7 +69,8 @@ bool NodeMap::Connect(IPort* pPort) const { return Connect(pPort, "Device"); }
 void NodeMap::Poll(int64_t ElapsedTime) {
     Entry entry(*this);
     for (Node* node : m_polled) {
-        node->m_pollingElapsed += ElapsedTime;
+        // Saturating: a caller may pass any elapsed time.
+        if (ElapsedTime > 0) node->m_pollingElapsed = ElapsedTime > INT64_MAX - node->m_pollingElapsed ? INT64_MAX : node->m_pollingElapsed + ElapsedTime;
         if (node->m_pollingElapsed >= node->GetPollingTime()) {
             node->m_pollingElapsed = 0;
             Invalidate(node, true);
@@ -165,22 +166,39 @@ NodeMap::Entry::~Entry() noexcept(false) {
     map.m_pending.clear();
     std::sort(fired.begin(), fired.end());
     fired.erase(std::unique(fired.begin(), fired.end()), fired.end());
-    std::vector<CNodeCallback*> outside;
-    for (Node* node : fired) {
-        const std::vector<CNodeCallback*> callbacks = node->CallbacksOfType(cbPostOutsideLock);
-        outside.insert(outside.end(), callbacks.begin(), callbacks.end());
+    std::vector<std::pair<Node*, CNodeCallback*>> outside;
+    for (Node* node : fired)
+        for (CNodeCallback* callback : node->CallbacksOfType(cbPostOutsideLock)) outside.emplace_back(node, callback);
+    // Deregistered callbacks are destroyed only when no outside-lock callback may still be
+    // about to run, on this thread or another.
+    if (map.m_outsideRunning == 0) {
+        for (CNodeCallback* callback : map.m_retired) callback->Destroy();
+        map.m_retired.clear();
     }
-    for (CNodeCallback* callback : map.m_retired) callback->Destroy();
-    map.m_retired.clear();
+    if (!outside.empty()) ++map.m_outsideRunning;
     --map.m_depth;
     map.m_lock.Unlock();
-    for (CNodeCallback* callback : outside) {
+    if (outside.empty()) {
+        if (failure && std::uncaught_exceptions() == m_uncaught) std::rethrow_exception(failure);
+        return;
+    }
+    for (const auto& [node, callback] : outside) {
+        map.m_lock.Lock();
+        const bool registered = node->HasCallback(callback);
+        map.m_lock.Unlock();
+        if (!registered) continue;
         try {
             (*callback)(cbPostOutsideLock);
         } catch (...) {
             if (!failure) failure = std::current_exception();
         }
     }
+    map.m_lock.Lock();
+    if (--map.m_outsideRunning == 0 && map.m_depth == 0) {
+        for (CNodeCallback* callback : map.m_retired) callback->Destroy();
+        map.m_retired.clear();
+    }
+    map.m_lock.Unlock();
     if (failure && std::uncaught_exceptions() == m_uncaught) std::rethrow_exception(failure);
 }
 

@@ -89,6 +89,7 @@ private:
     std::vector<Node*> m_pending;
     std::vector<CNodeCallback*> m_retired;
     bool m_firing = false;
+    int m_outsideRunning = 0; // entries running outside-lock callbacks
     std::vector<Node*> m_work;
 };
 

@@ -293,6 +293,10 @@ std::vector<CNodeCallback*> Node::CallbacksOfType(ECallbackType type) const {
     return result;
 }
 
+bool Node::HasCallback(const CNodeCallback* callback) const {
+    return callback != nullptr && std::find(m_callbacks.begin(), m_callbacks.end(), callback) != m_callbacks.end();
+}
+
 INodeMap* Node::GetNodeMap() const { return &m_map; }
 
 void Node::GetPropertyNames(GenICam::gcstring_vector& PropertyNames) const {

@@ -80,6 +80,7 @@ public:
     void FireCallbacks(ECallbackType type);
     bool HasCallbacks() const { return m_callbackCount > 0; }
     std::vector<CNodeCallback*> CallbacksOfType(ECallbackType type) const;
+    bool HasCallback(const CNodeCallback* callback) const;
 
     // ---- INode ------------------------------------------------------------------------------
     EAccessMode GetAccessMode() const override;

@@ -222,6 +222,14 @@ TEST(Callbacks, OutsideLockCallbacksRunWithoutTheLockAndMayDeregisterThemselves)
     CIntegerPtr(node)->SetValue(1);
     EXPECT_TRUE(lockFree);
 
+    // An outside-lock callback that removes the next one: the removed one does not run.
+    int laterCalls = 0;
+    CallbackHandleType later = 0;
+    Register(node, [&](INode*) { Deregister(later); }, cbPostOutsideLock);
+    later = Register(node, [&](INode*) { ++laterCalls; }, cbPostOutsideLock);
+    CIntegerPtr(node)->SetValue(5);
+    EXPECT_EQ(laterCalls, 0);
+
     int calls = 0;
     CallbackHandleType self = 0;
     self = Register(node, [&](INode*) {
