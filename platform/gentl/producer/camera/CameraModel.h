@@ -24,11 +24,18 @@ struct CameraModel {
     bool linescan = false;
     uint32_t dataStreams = 1;
     int64_t linkSpeed = 125000000;  // bytes per second: 1 GigE
+    bool timeOfFlight = false;      // depth output, 3D scan and device-group transform features
+    bool colourCalibration = false; // intrinsics and lens distortion for a depth-to-colour overlay
+    bool streamRoles = false;       // image, TCP, RDMA, event-based and multipart streams
+    bool gvrspStreamable = false;
 };
 
 // The models the producer offers.
 CameraModel ColourCameraModel();   // Bayer, RGB/BGR, YCbCr, mono and packed formats
 CameraModel MonoCameraModel();
+CameraModel DepthCameraModel();     // time of flight, Coord3D output
+CameraModel LinescanCameraModel();  // line scan, multipart buffers
+CameraModel MultiStreamCameraModel();  // five data streams with fixed roles
 
 } // namespace VirtualGenTL
 

@@ -25,6 +25,30 @@ constexpr uint32_t kImageChunkId = 0xA5A50000;
 constexpr size_t kTrailerBytes = 8;
 constexpr uint16_t kExposureEndEventId = 0x9001;
 
+// The depth camera's scene: a wall facing it at kPlaneDistance, seen through a pinhole of
+// kDepthFocal pixels; samples are millimetres / kDepthScale.
+constexpr double kDepthScale = 0.25;
+constexpr double kPlaneDistance = 1000.0;
+constexpr double kDepthFocal = 525.0;
+
+void DrawDepthFrame(uint8_t* memory, uint64_t width, uint64_t height, uint64_t pixelFormat, uint64_t frameId) {
+    auto* out = reinterpret_cast<uint16_t*>(memory);
+    for (uint64_t v = 0; v < height; ++v) {
+        for (uint64_t u = 0; u < width; ++u) {
+            const double x = (double(u) - width / 2.0) * kPlaneDistance / kDepthFocal;
+            const double y = (double(v) - height / 2.0) * kPlaneDistance / kDepthFocal;
+            const auto a = uint16_t((x + 4096.0) / kDepthScale), b = uint16_t((y + 4096.0) / kDepthScale);
+            const auto c = uint16_t(kPlaneDistance / kDepthScale);
+            const auto intensity = uint16_t(((u + v + frameId) % 256) * 256);  // moves every frame
+            switch (pixelFormat) {
+            case 0x82400403: *out++ = a; *out++ = b; *out++ = c; *out++ = intensity; break;  // Coord3D_ABCY16
+            case 0x011000B8: *out++ = c; break;                                               // Coord3D_C16
+            default: *out++ = intensity; break;
+            }
+        }
+    }
+}
+
 void PutBigEndian(uint8_t* out, uint64_t value, size_t bytes) {
     for (size_t index = 0; index < bytes; ++index) out[index] = uint8_t(value >> (8 * (bytes - 1 - index)));
 }
@@ -91,6 +115,45 @@ std::vector<Feature> RemoteFeatures(const CameraModel& model) {
         FloatFeature("ChunkExposureTime", "ChunkDataControl", Access::RO, 0.0, 1e7, "us"),
         IntegerFeature("ChunkTimestamp", "ChunkDataControl", Access::RO, 0, INT64_MAX, 1, "ns"),
     };
+    auto selectedFloat = [](const char* name, const char* category, const char* selector, uint32_t count) {
+        Feature feature = FloatFeature(name, category, Access::RO, -1e9, 1e9);
+        feature.selector = selector;
+        feature.selectorCount = count;
+        return feature;
+    };
+    if (model.timeOfFlight) {
+        features.push_back(EnumerationFeature("Scan3dCoordinateSelector", "Scan3dControl",
+                                              {{"CoordinateA", 0}, {"CoordinateB", 1}, {"CoordinateC", 2}}));
+        features.push_back(FloatFeature("Scan3dCoordinateScale", "Scan3dControl", Access::RO, 0.0, 1000.0, "mm"));
+        features.push_back(selectedFloat("Scan3dCoordinateOffset", "Scan3dControl", "Scan3dCoordinateSelector", 3));
+        features.push_back(EnumerationFeature("DeviceGroupMemberTransformValueSelector", "DeviceGroupControl",
+                                              {{"RotationAxisAngleVector0", 0}, {"RotationAxisAngleVector1", 1},
+                                               {"RotationAxisAngleVector2", 2}, {"TranslationX", 3},
+                                               {"TranslationY", 4}, {"TranslationZ", 5}}));
+        features.push_back(selectedFloat("DeviceGroupMemberTransformValue", "DeviceGroupControl",
+                                         "DeviceGroupMemberTransformValueSelector", 6));
+    }
+    if (model.colourCalibration) {
+        for (const char* name : {"CalibFocalLengthX", "CalibFocalLengthY", "CalibOpticalCenterX", "CalibOpticalCenterY"})
+            features.push_back(FloatFeature(name, "CalibrationControl", Access::RO, 0.0, 1e6, "px"));
+        features.push_back(StringFeature("CalibLensDistortionModel", "CalibrationControl", 32));
+        std::vector<EnumEntry> values;
+        for (int index = 0; index < 8; ++index) values.push_back({"Value" + std::to_string(index), index});
+        features.push_back(EnumerationFeature("CalibLensDistortionValueSelector", "CalibrationControl", values));
+        features.push_back(selectedFloat("CalibLensDistortionValue", "CalibrationControl",
+                                         "CalibLensDistortionValueSelector", 8));
+        features.push_back(IntegerFeature("BinningHorizontal", "ImageFormatControl", Access::RW, 1, 4));
+        features.push_back(IntegerFeature("BinningVertical", "ImageFormatControl", Access::RW, 1, 4));
+    }
+    if (model.streamRoles) {
+        features.push_back(EnumerationFeature("TransportStreamProtocol", "TransportLayerControl",
+                                              {{"UDP", 0}, {"TCP", 1}, {"RDMA", 2}}));
+        features.push_back(EnumerationFeature("EventFormat", "EventBasedSensorControl", {{"EVT3_0", 0}}));
+        features.push_back(FloatFeature("ErcRateLimit", "EventBasedSensorControl", Access::RW, 0.0, 1000.0, "MEv/s"));
+        features.push_back(BooleanFeature("ErcEnable", "EventBasedSensorControl"));
+        features.push_back(BooleanFeature("StreamMultipartEnable", "TransportLayerControl"));
+        features.push_back(IntegerFeature("PacketResendWindowFrameCount", "TransportLayerControl", Access::RW, 0, 64));
+    }
     for (Feature& feature : features) {
         if (feature.name == "GevCurrentIPAddress" || feature.name == "GevCurrentSubnetMask")
             feature.representation = "IPV4Address";
@@ -170,6 +233,29 @@ VirtualCamera::VirtualCamera(CameraModel model, CameraIdentity identity)
     r.SetFloat("ExposureTime", 10000.0);
     r.SetInteger("DeviceStreamChannelPacketSize", 1500);
     r.SetInteger("ChunkEnable", 1, 0);  // CRC on by default once chunk mode is active
+    if (m_model.timeOfFlight) {
+        // Millimetres: A and B centred on 4096 mm so that unsigned samples hold both signs.
+        r.SetFloat("Scan3dCoordinateScale", kDepthScale);
+        r.SetFloat("Scan3dCoordinateOffset", -4096.0, 0);
+        r.SetFloat("Scan3dCoordinateOffset", -4096.0, 1);
+        r.SetFloat("Scan3dCoordinateOffset", 0.0, 2);
+        // Mounted 50 mm beside the colour camera, axes parallel.
+        const double transform[6] = {0.0, 0.0, 0.0, -50.0, 0.0, 0.0};
+        for (uint32_t index = 0; index < 6; ++index) r.SetFloat("DeviceGroupMemberTransformValue", transform[index], index);
+    }
+    if (m_model.colourCalibration) {
+        r.SetFloat("CalibFocalLengthX", 1800.0);
+        r.SetFloat("CalibFocalLengthY", 1800.0);
+        r.SetFloat("CalibOpticalCenterX", m_model.sensorWidth / 2.0);
+        r.SetFloat("CalibOpticalCenterY", m_model.sensorHeight / 2.0);
+        r.SetString("CalibLensDistortionModel", "BrownConrady");
+        r.SetInteger("BinningHorizontal", 1);
+        r.SetInteger("BinningVertical", 1);
+    }
+    if (m_model.streamRoles) {
+        r.SetFloat("ErcRateLimit", 100.0);
+        r.SetInteger("PacketResendWindowFrameCount", 4);
+    }
     SetAddress(m_identity.ipAddress, m_identity.subnetMask, m_identity.defaultGateway);
     r.SetInteger("GevMACAddress", int64_t(m_identity.macAddress));
     UpdatePayloadSize();
@@ -441,6 +527,9 @@ FrameInfo VirtualCamera::Produce(uint8_t* memory, size_t size) {
         imageBytes = size_t(streamBytes);
         std::memcpy(memory, stream, std::min(imageBytes, size));
         std::free(stream);
+    } else if (m_model.timeOfFlight) {
+        if (layout.imageBytes <= size) DrawDepthFrame(memory, frame.width, frame.height, layout.pixelFormat, frame.frameId);
+        imageBytes = layout.imageBytes;
     } else {
         const uint32_t rowsThatFit = rowBytes == 0 ? 0 : uint32_t(std::min<uint64_t>(rows, size / rowBytes));
         m_pattern->Draw(memory, rowsThatFit, frame.frameId);

@@ -30,6 +30,11 @@ struct CameraIdentity {
     bool dhcp = false;
     bool persistentIp = true;
     bool lla = false;
+    // Cameras calibrated together (a depth and a colour camera) form a device group.
+    bool groupEnable = false;
+    std::string groupSerial;
+    std::string groupName;
+    uint64_t groupMemberCount = 0;
 };
 
 struct ChunkPlacement {

@@ -108,21 +108,21 @@ void RegisterSpace::SetInteger(const std::string& name, int64_t value, uint32_t 
     Store(feature, index, static_cast<uint64_t>(value));
 }
 
-double RegisterSpace::GetFloat(const std::string& name) const {
+double RegisterSpace::GetFloat(const std::string& name, uint32_t index) const {
     const Feature& feature = m_description->Get(name);
     std::lock_guard lock(m_mutex);
-    const uint64_t raw = Load(feature, 0);
+    const uint64_t raw = Load(feature, index);
     double value;
     std::memcpy(&value, &raw, sizeof value);
     return value;
 }
 
-void RegisterSpace::SetFloat(const std::string& name, double value) {
+void RegisterSpace::SetFloat(const std::string& name, double value, uint32_t index) {
     const Feature& feature = m_description->Get(name);
     uint64_t raw;
     std::memcpy(&raw, &value, sizeof raw);
     std::lock_guard lock(m_mutex);
-    Store(feature, 0, raw);
+    Store(feature, index, raw);
 }
 
 std::string RegisterSpace::GetString(const std::string& name) const {

@@ -31,8 +31,8 @@ public:
     // Typed access by feature name for the module's own code; bypasses access modes.
     int64_t GetInteger(const std::string& name, uint32_t index = 0) const;
     void SetInteger(const std::string& name, int64_t value, uint32_t index = 0);
-    double GetFloat(const std::string& name) const;
-    void SetFloat(const std::string& name, double value);
+    double GetFloat(const std::string& name, uint32_t index = 0) const;
+    void SetFloat(const std::string& name, double value, uint32_t index = 0);
     std::string GetString(const std::string& name) const;
     void SetString(const std::string& name, const std::string& value);
     bool Has(const std::string& name) const { return m_description->Find(name) != nullptr; }

@@ -38,9 +38,10 @@ uint64_t SteadyNs() {
 
 } // namespace
 
-DataStream::DataStream(std::shared_ptr<VirtualCamera> camera, std::string id, void* parentDevice)
+DataStream::DataStream(std::shared_ptr<VirtualCamera> camera, std::string id, void* parentDevice,
+                       RegisterSpace* devicePort)
     : Module(kKind, StreamPort(id), "GenTLDataStream.xml", "TLDataStream", id), m_camera(std::move(camera)),
-      m_parentDevice(parentDevice) {
+      m_parentDevice(parentDevice), m_devicePort(devicePort) {
     // The buffer-handling mode cannot change while acquiring.
     m_port->SetWriteGuard([this](const Feature& feature) {
         if (feature.name == "StreamBufferHandlingMode" && m_grabbing)
@@ -198,6 +199,35 @@ void DataStream::ChunkData(void* bufferHandle, GenTL::S_SINGLE_CHUNK_DATA* chunk
     *count = placements.size();
 }
 
+uint32_t DataStream::NumParts(void* bufferHandle) {
+    std::lock_guard lock(m_mutex);
+    return uint32_t(FindBuffer(bufferHandle)->parts.size());
+}
+
+void DataStream::PartInfo(void* bufferHandle, uint32_t part, GenTL::BUFFER_PART_INFO_CMD command, InfoAnswer& answer) {
+    std::lock_guard lock(m_mutex);
+    const std::shared_ptr<BufferEntry> buffer = FindBuffer(bufferHandle);
+    if (part >= buffer->parts.size()) Fail(GenTL::GC_ERR_INVALID_INDEX, "no buffer part " + std::to_string(part));
+    const FrameInfo& frame = buffer->parts[part];
+    switch (command) {
+    case GenTL::BUFFER_PART_INFO_BASE: answer.Pointer(buffer->memory + buffer->partOffsets[part]); break;
+    case GenTL::BUFFER_PART_INFO_DATA_SIZE: answer.SizeT(frame.sizeFilled); break;
+    case GenTL::BUFFER_PART_INFO_DATA_TYPE: answer.UInt64(frame.width > 0 && frame.height > 0 ? 1 : 0); break;  // 2D image
+    case GenTL::BUFFER_PART_INFO_DATA_FORMAT: answer.UInt64(frame.pixelFormat); break;
+    case GenTL::BUFFER_PART_INFO_DATA_FORMAT_NAMESPACE: answer.UInt64(GenTL::PIXELFORMAT_NAMESPACE_PFNC_32BIT); break;
+    case GenTL::BUFFER_PART_INFO_WIDTH: answer.SizeT(frame.width); break;
+    case GenTL::BUFFER_PART_INFO_HEIGHT: answer.SizeT(frame.height); break;
+    case GenTL::BUFFER_PART_INFO_XOFFSET: answer.SizeT(frame.offsetX); break;
+    case GenTL::BUFFER_PART_INFO_YOFFSET: answer.SizeT(frame.offsetY); break;
+    case GenTL::BUFFER_PART_INFO_XPADDING: answer.SizeT(0); break;
+    case GenTL::BUFFER_PART_INFO_SOURCE_ID: answer.UInt64(0); break;
+    case GenTL::BUFFER_PART_INFO_DELIVERED_IMAGEHEIGHT: answer.SizeT(frame.height); break;
+    case GenTL::BUFFER_PART_INFO_REGION_ID: answer.UInt64(0); break;
+    case GenTL::BUFFER_PART_INFO_DATA_PURPOSE_ID: answer.UInt64(0); break;
+    default: Fail(GenTL::GC_ERR_INVALID_PARAMETER, "unknown BUFFER_PART_INFO command " + std::to_string(command));
+    }
+}
+
 void* DataStream::BufferId(uint32_t index) {
     std::lock_guard lock(m_mutex);
     if (index >= m_buffers.size()) Fail(GenTL::GC_ERR_INVALID_INDEX, "no announced buffer " + std::to_string(index));
@@ -347,7 +377,33 @@ void DataStream::Run() {
             buffer->acquiring = true;
             ++m_started;
         }
-        FrameInfo frame = m_camera->Produce(buffer->memory, buffer->size);
+        // A multipart buffer holds several frames (line blocks of a line-scan camera) one after
+        // another; the buffer reports the first one and describes each part.
+        const bool multipart = m_devicePort->GetInteger("StreamMultipartEnable") != 0;
+        const uint32_t partCount = multipart ? uint32_t(std::max<int64_t>(1, m_port->GetInteger("StreamMultipartNumParts"))) : 1;
+        std::vector<FrameInfo> parts;
+        std::vector<size_t> offsets;
+        size_t offset = 0;
+        for (uint32_t part = 0; part < partCount && offset < buffer->size; ++part) {
+            parts.push_back(m_camera->Produce(buffer->memory + offset, buffer->size - offset));
+            offsets.push_back(offset);
+            offset += parts.back().sizeFilled;
+            if (parts.back().incomplete) break;
+        }
+        FrameInfo frame = parts.front();
+        if (multipart) {
+            frame.sizeFilled = offset;
+            frame.dataSize = 0;
+            for (const FrameInfo& part : parts) {
+                frame.dataSize += part.dataSize;
+                frame.incomplete = frame.incomplete || part.incomplete;
+            }
+            frame.height = 0;
+            for (const FrameInfo& part : parts) frame.height += part.height;
+        } else {
+            parts.clear();
+            offsets.clear();
+        }
         {
             std::lock_guard lock(m_mutex);
             buffer->acquiring = false;
@@ -358,6 +414,8 @@ void DataStream::Run() {
                 return;
             }
             buffer->frame = frame;
+            buffer->parts = std::move(parts);
+            buffer->partOffsets = std::move(offsets);
             buffer->leaderReceivedNs = leaderNs;
             buffer->newData = true;
             buffer->awaitingDelivery = true;

@@ -21,7 +21,7 @@ std::unique_ptr<RegisterSpace> DevicePort(const VirtualCamera& camera, const std
         BooleanFeature("TCPEnable", "StreamControl"),
         BooleanFeature("StreamMultipartEnable", "StreamControl"),
         BooleanFeature("MultipartFeaturesImplementedEnable", "StreamControl"),
-        EnumerationFeature("DeviceStreamProtocol", "StreamControl", {{"GVSP", 0}, {"GVRSP", 1}, {"Automatic", 2}}),
+        EnumerationFeature("DeviceStreamProtocol", "StreamControl", {{"GVSP", 0}, {"GVRSP", 1}, {"Automatic", 2}, {"Legacy", 3}}),
         IntegerFeature("DataStreamSelector", "StreamEnumeration", Access::RW, 0, streams - 1),
         StringFeature("DataStreamID", "StreamEnumeration", 32),
     };
@@ -95,7 +95,7 @@ std::shared_ptr<DataStream> Device::OpenDataStream(const std::string& id) {
     const auto found = m_streams.find(id);
     if (found != m_streams.end() && !found->second.expired())
         Fail(GenTL::GC_ERR_RESOURCE_IN_USE, "data stream " + id + " is already open");
-    auto stream = std::make_shared<DataStream>(m_camera, id, Handle());
+    auto stream = std::make_shared<DataStream>(m_camera, id, Handle(), m_port.get());
     m_streams[id] = stream;
     return stream;
 }

@@ -147,12 +147,12 @@ void Interface::DeviceInfo(const VirtualCamera& camera, const std::string& id, G
     case GenTL::DEVICE_INFO_LLA_ENABLED: answer.Bool8(identity.lla); break;
     case GenTL::DEVICE_INFO_DEVICE_GROUP_VERSION_MAJOR: answer.UInt64(1); break;
     case GenTL::DEVICE_INFO_DEVICE_GROUP_VERSION_MINOR: answer.UInt64(0); break;
-    case GenTL::DEVICE_INFO_DEVICE_GROUP_ENABLE: answer.Bool8(false); break;
-    case GenTL::DEVICE_INFO_DEVICE_GROUP_SERIAL: answer.String(""); break;
-    case GenTL::DEVICE_INFO_DEVICE_GROUP_NAME: answer.String(""); break;
-    case GenTL::DEVICE_INFO_DEVICE_GROUP_MEMBER_COUNT: answer.UInt64(0); break;
+    case GenTL::DEVICE_INFO_DEVICE_GROUP_ENABLE: answer.Bool8(identity.groupEnable); break;
+    case GenTL::DEVICE_INFO_DEVICE_GROUP_SERIAL: answer.String(identity.groupSerial); break;
+    case GenTL::DEVICE_INFO_DEVICE_GROUP_NAME: answer.String(identity.groupName); break;
+    case GenTL::DEVICE_INFO_DEVICE_GROUP_MEMBER_COUNT: answer.UInt64(identity.groupMemberCount); break;
     case GenTL::DEVICE_INFO_CONNECTION_STATUS: answer.Bool8(camera.Connected()); break;
-    case GenTL::DEVICE_INFO_GVRSP_STREAMABLE: answer.Bool8(false); break;
+    case GenTL::DEVICE_INFO_GVRSP_STREAMABLE: answer.Bool8(camera.Model().gvrspStreamable); break;
     default: Fail(GenTL::GC_ERR_INVALID_PARAMETER, "unknown DEVICE_INFO command " + std::to_string(command));
     }
 }

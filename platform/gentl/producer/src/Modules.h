@@ -145,13 +145,15 @@ struct BufferEntry : Object {
     bool acquiring = false;            // being filled
     bool newData = false;
     FrameInfo frame;
+    std::vector<FrameInfo> parts;  // of a multipart buffer, each at its own offset
+    std::vector<size_t> partOffsets;
     uint64_t leaderReceivedNs = 0;
 };
 
 class DataStream : public Module {
 public:
     static constexpr Kind kKind = Kind::DataStream;
-    DataStream(std::shared_ptr<VirtualCamera> camera, std::string id, void* parentDevice);
+    DataStream(std::shared_ptr<VirtualCamera> camera, std::string id, void* parentDevice, RegisterSpace* devicePort);
     ~DataStream() override;
 
     void Info(GenTL::STREAM_INFO_CMD command, InfoAnswer& answer);
@@ -164,6 +166,8 @@ public:
     void* BufferId(uint32_t index);
     void CheckBuffer(void* bufferHandle);  // throws unless the handle is a buffer of this stream
     void ChunkData(void* bufferHandle, GenTL::S_SINGLE_CHUNK_DATA* chunks, size_t* count);
+    uint32_t NumParts(void* bufferHandle);
+    void PartInfo(void* bufferHandle, uint32_t part, GenTL::BUFFER_PART_INFO_CMD command, InfoAnswer& answer);
     void BufferInfo(void* bufferHandle, GenTL::BUFFER_INFO_CMD command, InfoAnswer& answer);
     void StartAcquisition(uint64_t count);
     void StopAcquisition();
@@ -187,6 +191,7 @@ private:
 
     std::shared_ptr<VirtualCamera> m_camera;
     void* m_parentDevice;
+    RegisterSpace* m_devicePort;  // the TL device's, which outlives its streams
 
     std::mutex m_mutex;  // guards everything below
     std::condition_variable m_delivered;  // output queue, kills, aborts

@@ -108,17 +108,17 @@ GC_ERROR DSGetParentDev(DS_HANDLE hDataStream, DEV_HANDLE* phDevice) {
 
 GC_ERROR DSGetNumBufferParts(DS_HANDLE hDataStream, BUFFER_HANDLE hBuffer, uint32_t* piNumParts) {
     return Guard("DSGetNumBufferParts", [&] {
-        OpenStream(hDataStream)->CheckBuffer(hBuffer);
-        *Required(piNumParts, "the part count") = 0;  // single-part payloads
+        Required(piNumParts, "the part count");
+        *piNumParts = OpenStream(hDataStream)->NumParts(hBuffer);  // 0: not a multipart buffer
     });
 }
 
-GC_ERROR DSGetBufferPartInfo(DS_HANDLE hDataStream, BUFFER_HANDLE /*hBuffer*/, uint32_t iPartIndex,
-                             BUFFER_PART_INFO_CMD /*iInfoCmd*/, INFO_DATATYPE* /*piType*/, void* /*pBuffer*/,
-                             size_t* /*piSize*/) {
+GC_ERROR DSGetBufferPartInfo(DS_HANDLE hDataStream, BUFFER_HANDLE hBuffer, uint32_t iPartIndex,
+                             BUFFER_PART_INFO_CMD iInfoCmd, INFO_DATATYPE* piType, void* pBuffer, size_t* piSize) {
     return Guard("DSGetBufferPartInfo", [&] {
-        OpenStream(hDataStream);
-        Fail(GC_ERR_INVALID_INDEX, "no buffer part " + std::to_string(iPartIndex));
+        const auto stream = OpenStream(hDataStream);
+        InfoAnswer answer(piType, pBuffer, piSize);
+        stream->PartInfo(hBuffer, iPartIndex, iInfoCmd, answer);
     });
 }
 

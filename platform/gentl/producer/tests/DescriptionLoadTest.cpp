@@ -71,6 +71,45 @@ TEST_F(DescriptionLoading, EveryModuleLoadsAndEveryReadableFeatureReads) {
     }
 }
 
+TEST_F(DescriptionLoading, EveryCameraModelLoadsAndReads) {
+    IF_HANDLE second = nullptr;
+    ASSERT_EQ(TLOpenInterface(system, "VirtualGigE1", &second), GC_ERR_SUCCESS);
+    bool8_t changed = 0;
+    ASSERT_EQ(IFUpdateDeviceList(second, &changed, 100), GC_ERR_SUCCESS);
+    const std::pair<IF_HANDLE, const char*> cameras[] = {
+        {iface, "VC2448C-0001"}, {iface, "VM1280M-0001"}, {iface, "VT640D-0001"},
+        {second, "VM1280M-0002"}, {second, "VL4096L-0001"}, {second, "VX2048S-0001"}};
+    for (const auto& [adapter, serial] : cameras) {
+        DEV_HANDLE camera = nullptr;
+        PORT_HANDLE cameraPort = nullptr;
+        ASSERT_EQ(IFOpenDevice(adapter, serial, DEVICE_ACCESS_CONTROL, &camera), GC_ERR_SUCCESS) << serial;
+        ASSERT_EQ(DevGetPort(camera, &cameraPort), GC_ERR_SUCCESS);
+        ModulePort port(cameraPort);
+        GenApi::INodeMap* map = Load(cameraPort, port, "Device");
+        EXPECT_GE(ReadEverything(map), 30u) << serial;
+        EXPECT_EQ(GenApi::CStringPtr(map->GetNode("DeviceSerialNumber"))->GetValue(), serial);
+        Destroy(map);
+        ASSERT_EQ(DevClose(camera), GC_ERR_SUCCESS);
+    }
+}
+
+TEST_F(DescriptionLoading, CalibrationAndDepthFeaturesReadThroughTheirSelectors) {
+    OpenCamera("VT640D-0001");
+    ModulePort port(remote);
+    GenApi::INodeMap* depth = Load(remote, port, "Device");
+    GenApi::CEnumerationPtr coordinate = depth->GetNode("Scan3dCoordinateSelector");
+    GenApi::CFloatPtr offset = depth->GetNode("Scan3dCoordinateOffset");
+    coordinate->FromString("CoordinateA");
+    EXPECT_EQ(offset->GetValue(), -4096.0);
+    coordinate->FromString("CoordinateC");
+    EXPECT_EQ(offset->GetValue(), 0.0);
+    GenApi::CEnumerationPtr transform = depth->GetNode("DeviceGroupMemberTransformValueSelector");
+    transform->FromString("TranslationX");
+    EXPECT_EQ(GenApi::CFloatPtr(depth->GetNode("DeviceGroupMemberTransformValue"))->GetValue(), -50.0);
+    EXPECT_EQ(GenApi::CFloatPtr(depth->GetNode("Scan3dCoordinateScale"))->GetValue(), 0.25);
+    Destroy(depth);
+}
+
 TEST_F(DescriptionLoading, FeaturesDriveTheModules) {
     OpenCamera();
     ModulePort port(remote);

@@ -53,10 +53,10 @@ TEST_F(Discovery, DevicesAppearAfterAnUpdateWithTheirIdentity) {
     ASSERT_EQ(IFUpdateDeviceList(second, &changed, 100), GC_ERR_SUCCESS);
     EXPECT_EQ(changed, 0);
     ASSERT_EQ(IFGetNumDevices(second, &count), GC_ERR_SUCCESS);
-    EXPECT_EQ(count, 1u);
+    EXPECT_EQ(count, 3u);  // mono, line scan, five streams
 
     ASSERT_EQ(IFGetNumDevices(iface, &count), GC_ERR_SUCCESS);
-    ASSERT_EQ(count, 2u);
+    ASSERT_EQ(count, 3u);  // colour, mono, depth
     const std::string id = StringAnswer([&](char* text, size_t* size) { return IFGetDeviceID(iface, 0, text, size); });
     EXPECT_EQ(id, "VC2448C-0001");
     auto deviceString = [&](DEVICE_INFO_CMD command) {
@@ -89,6 +89,29 @@ TEST_F(Discovery, DevicesAppearAfterAnUpdateWithTheirIdentity) {
     EXPECT_EQ(type, INFO_DATATYPE_BOOL8);
     EXPECT_EQ(dhcp, 0);
     EXPECT_EQ(IFGetDeviceInfo(iface, "nobody", DEVICE_INFO_MODEL, &type, &ip, &size), GC_ERR_INVALID_ID);
+}
+
+TEST_F(Discovery, TheDepthAndColourCamerasFormADeviceGroup) {
+    for (const char* id : {"VC2448C-0001", "VT640D-0001"}) {
+        bool8_t enabled = 0;
+        uint64_t members = 0;
+        size_t size = 1;
+        INFO_DATATYPE type = 0;
+        ASSERT_EQ(IFGetDeviceInfo(iface, id, DEVICE_INFO_DEVICE_GROUP_ENABLE, &type, &enabled, &size), GC_ERR_SUCCESS);
+        EXPECT_EQ(enabled, 1) << id;
+        size = sizeof members;
+        ASSERT_EQ(IFGetDeviceInfo(iface, id, DEVICE_INFO_DEVICE_GROUP_MEMBER_COUNT, &type, &members, &size), GC_ERR_SUCCESS);
+        EXPECT_EQ(members, 2u);
+        EXPECT_EQ(StringAnswer([&](char* text, size_t* textSize) {
+                      return IFGetDeviceInfo(iface, id, DEVICE_INFO_DEVICE_GROUP_SERIAL, &type, text, textSize);
+                  }),
+                  "VG-0001");
+    }
+    bool8_t enabled = 1;
+    size_t size = 1;
+    INFO_DATATYPE type = 0;
+    ASSERT_EQ(IFGetDeviceInfo(iface, "VM1280M-0001", DEVICE_INFO_DEVICE_GROUP_ENABLE, &type, &enabled, &size), GC_ERR_SUCCESS);
+    EXPECT_EQ(enabled, 0);
 }
 
 TEST_F(Discovery, InfoQueriesFollowTheSizeConventions) {

