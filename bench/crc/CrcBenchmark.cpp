@@ -6,12 +6,13 @@
 #include <libdeflate.h>
 #include <zlib.h>
 
-#include <array>
 #include <cstdio>
 #include <map>
 #include <random>
 #include <string>
 #include <vector>
+
+#include "support/ReferenceCrc32.h"
 
 namespace {
 
@@ -25,21 +26,6 @@ const std::vector<uint8_t>& Frame() {
         return bytes;
     }();
     return frame;
-}
-
-uint32_t ByteTableCrc32(const uint8_t* data, size_t size) {
-    static const std::array<uint32_t, 256> table = [] {
-        std::array<uint32_t, 256> entries{};
-        for (uint32_t index = 0; index < 256; ++index) {
-            uint32_t value = index;
-            for (int bit = 0; bit < 8; ++bit) value = (value & 1) ? 0xEDB88320u ^ (value >> 1) : value >> 1;
-            entries[index] = value;
-        }
-        return entries;
-    }();
-    uint32_t crc = 0xFFFFFFFFu;
-    for (size_t index = 0; index < size; ++index) crc = table[(crc ^ data[index]) & 0xFF] ^ (crc >> 8);
-    return crc ^ 0xFFFFFFFFu;
 }
 
 template <class Crc>
@@ -61,7 +47,7 @@ void Zlib_crc32(benchmark::State& state) {
 void Libdeflate_crc32(benchmark::State& state) {
     Measure(state, [](const uint8_t* data, size_t size) { return libdeflate_crc32(0, data, size); });
 }
-void ByteTable(benchmark::State& state) { Measure(state, ByteTableCrc32); }
+void ByteTable(benchmark::State& state) { Measure(state, Vireo::Testing::ReferenceCrc32); }
 
 BENCHMARK(Vireo_CalculateCRC32)->Unit(benchmark::kMillisecond);
 BENCHMARK(Zlib_crc32)->Unit(benchmark::kMillisecond);

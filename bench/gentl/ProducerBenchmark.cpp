@@ -6,6 +6,8 @@
 
 #include <benchmark/benchmark.h>
 
+#include "ModulePort.h"
+
 #include <chrono>
 #include <cstdio>
 #include <map>
@@ -15,23 +17,6 @@
 using namespace GenTL;
 
 namespace {
-
-class RemotePort : public GenApi::IPort {
-public:
-    explicit RemotePort(PORT_HANDLE handle) : m_handle(handle) {}
-    GenApi::EAccessMode GetAccessMode() const override { return GenApi::RW; }
-    void Read(void* buffer, int64_t address, int64_t length) override {
-        size_t size = size_t(length);
-        if (GCReadPort(m_handle, uint64_t(address), buffer, &size) != GC_ERR_SUCCESS) throw RUNTIME_EXCEPTION("read");
-    }
-    void Write(const void* buffer, int64_t address, int64_t length) override {
-        size_t size = size_t(length);
-        if (GCWritePort(m_handle, uint64_t(address), buffer, &size) != GC_ERR_SUCCESS) throw RUNTIME_EXCEPTION("write");
-    }
-
-private:
-    PORT_HANDLE m_handle;
-};
 
 // The colour camera's stream with the given geometry, free-running, `count` buffers queued
 // and acquisition started; configured through its description file, as an application does.
@@ -45,7 +30,7 @@ public:
         IFUpdateDeviceList(m_iface, &changed, 100);
         IFOpenDevice(m_iface, "VC2448C-0001", DEVICE_ACCESS_CONTROL, &m_device);
         DevGetPort(m_device, &m_remote);
-        m_port = std::make_unique<RemotePort>(m_remote);
+        m_port = std::make_unique<ModulePort>(m_remote);
         m_camera = LoadNodeMap();
         GenApi::CIntegerPtr(m_camera->GetNode("Width"))->SetValue(width);
         GenApi::CIntegerPtr(m_camera->GetNode("Height"))->SetValue(height);
@@ -99,7 +84,7 @@ private:
     PORT_HANDLE m_remote = nullptr;
     DS_HANDLE m_stream = nullptr;
     EVENT_HANDLE m_event = nullptr;
-    std::unique_ptr<RemotePort> m_port;
+    std::unique_ptr<ModulePort> m_port;
     GenApi::INodeMap* m_camera = nullptr;
 };
 

@@ -2,30 +2,17 @@
 
 #include <gtest/gtest.h>
 
-#include <array>
 #include <random>
 #include <vector>
 
 #include <GenICam.h>
 
+#include "support/ReferenceCrc32.h"
+
 namespace Vireo {
 namespace {
 
-// The textbook bytewise CRC-32, as an independent oracle.
-uint32_t ReferenceCrc32(const uint8_t* data, size_t size) {
-    static const std::array<uint32_t, 256> table = [] {
-        std::array<uint32_t, 256> entries{};
-        for (uint32_t index = 0; index < 256; ++index) {
-            uint32_t value = index;
-            for (int bit = 0; bit < 8; ++bit) value = (value & 1) ? 0xEDB88320u ^ (value >> 1) : value >> 1;
-            entries[index] = value;
-        }
-        return entries;
-    }();
-    uint32_t crc = 0xFFFFFFFFu;
-    for (size_t index = 0; index < size; ++index) crc = table[(crc ^ data[index]) & 0xFF] ^ (crc >> 8);
-    return crc ^ 0xFFFFFFFFu;
-}
+using Testing::ReferenceCrc32;
 
 TEST(Crc32, MatchesTheCheckValue) {
     const uint8_t digits[] = {'1', '2', '3', '4', '5', '6', '7', '8', '9'};

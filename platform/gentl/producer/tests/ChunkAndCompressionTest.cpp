@@ -37,10 +37,7 @@ protected:
     void SetUp() override {
         ProducerTest::SetUp();
         OpenCamera();
-        WriteRemote("Width", 64);
-        WriteRemote("Height", 32);
-        WriteRemote("PixelFormat", 0x01080001, 4);  // Mono8
-        WriteRemoteFloat("AcquisitionFrameRate", 200.0);
+        UseSmallMonoFrames();
     }
     void EnableChunk(uint32_t selector) {
         WriteRemote("ChunkModeActive", 1, 4);

@@ -4,27 +4,9 @@
 
 #include <GenApi/GenApi.h>
 
+#include "ModulePort.h"
+
 namespace {
-
-// A GenApi port over a producer module's register port.
-class ModulePort : public GenApi::IPort {
-public:
-    explicit ModulePort(PORT_HANDLE handle) : m_handle(handle) {}
-    GenApi::EAccessMode GetAccessMode() const override { return GenApi::RW; }
-    void Read(void* buffer, int64_t address, int64_t length) override {
-        size_t size = size_t(length);
-        if (GCReadPort(m_handle, uint64_t(address), buffer, &size) != GC_ERR_SUCCESS)
-            throw RUNTIME_EXCEPTION("GCReadPort: %s", LastErrorText());
-    }
-    void Write(const void* buffer, int64_t address, int64_t length) override {
-        size_t size = size_t(length);
-        if (GCWritePort(m_handle, uint64_t(address), buffer, &size) != GC_ERR_SUCCESS)
-            throw RUNTIME_EXCEPTION("GCWritePort: %s", LastErrorText());
-    }
-
-private:
-    PORT_HANDLE m_handle;
-};
 
 class DescriptionLoading : public ProducerTest {
 protected:

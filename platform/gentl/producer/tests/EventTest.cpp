@@ -11,10 +11,7 @@ protected:
     void SetUp() override {
         ProducerTest::SetUp();
         OpenCamera();
-        WriteRemote("Width", 64);
-        WriteRemote("Height", 32);
-        WriteRemote("PixelFormat", 0x01080001, 4);
-        WriteRemoteFloat("AcquisitionFrameRate", 200.0);
+        UseSmallMonoFrames();
         OpenStream();
     }
     std::vector<uint8_t> NextEvent(uint64_t timeoutMs = 2000) {

@@ -113,6 +113,13 @@ void ProducerTest::WriteRemoteFloat(const std::string& feature, double value) {
     WriteRemote(feature, raw, 8);
 }
 
+void ProducerTest::UseSmallMonoFrames(uint64_t width, uint64_t height) {
+    WriteRemote("Width", width);
+    WriteRemote("Height", height);
+    WriteRemote("PixelFormat", 0x01080001, 4);  // Mono8
+    WriteRemoteFloat("AcquisitionFrameRate", 200.0);
+}
+
 std::vector<BUFFER_HANDLE> ProducerTest::AnnounceAndQueue(size_t count) {
     size_t payload = 0, size = sizeof payload;
     INFO_DATATYPE type = 0;

@@ -50,6 +50,8 @@ protected:
     uint64_t ReadRemote(const std::string& feature, size_t length = 8);
     void WriteRemoteFloat(const std::string& feature, double value);
     void Execute(const std::string& command) { WriteRemote(command, 1, 4); }
+    // Small Mono8 frames at 200 per second: quick streams for tests.
+    void UseSmallMonoFrames(uint64_t width = 64, uint64_t height = 32);
 
     // Announces and queues count buffers of the current payload size.
     std::vector<BUFFER_HANDLE> AnnounceAndQueue(size_t count);

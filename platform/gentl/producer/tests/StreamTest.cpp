@@ -11,10 +11,7 @@ protected:
     void SetUp() override {
         ProducerTest::SetUp();
         OpenCamera();
-        WriteRemote("Width", 64);
-        WriteRemote("Height", 48);
-        WriteRemote("PixelFormat", 0x01080001, 4);  // Mono8
-        WriteRemoteFloat("AcquisitionFrameRate", 200.0);
+        UseSmallMonoFrames(64, 48);
         OpenStream();
     }
     size_t StreamCount(STREAM_INFO_CMD command) {
