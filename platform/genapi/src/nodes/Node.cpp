@@ -170,8 +170,9 @@ void Node::CheckWritable() const {
 }
 
 void Node::ValueWritten() {
-    m_map.Invalidate(this, false);
+    // The written node's callbacks run before those of the nodes that depend on it.
     m_map.QueueCallback(this);
+    m_map.Invalidate(this, false);
 }
 
 EAccessMode Node::GetAccessMode() const {
