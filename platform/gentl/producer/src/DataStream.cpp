@@ -316,11 +316,11 @@ void DataStream::StopAcquisition() {
     std::thread thread;
     {
         std::lock_guard lock(m_mutex);
+        ++m_abortGeneration;  // a pending wait for a buffer ends with GC_ERR_ABORT, running or not
+        m_delivered.notify_all();
         if (!m_grabbing) return;
         m_grabbing = false;
         m_stop = true;
-        ++m_abortGeneration;  // a pending wait for a buffer ends with GC_ERR_ABORT
-        m_delivered.notify_all();
         m_poolChanged.notify_all();
         thread = std::move(m_thread);
     }

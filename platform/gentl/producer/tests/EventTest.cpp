@@ -2,6 +2,7 @@
 
 #include <GenApi/GenApi.h>
 
+#include <atomic>
 #include <thread>
 
 namespace {
@@ -86,14 +87,19 @@ TEST_F(RemoteEvents, SizeConventionsKillAndUnregister) {
     StopAcquisition();
     while (!NextEvent(0).empty()) {
     }
+    std::atomic<bool> done{false};
     GC_ERROR waited = GC_ERR_SUCCESS;
     std::thread waiter([&] {
         uint8_t packet[64];
         size_t packetSize = sizeof packet;
-        waited = EventGetData(remoteEvent, packet, &packetSize, 10000);
+        waited = EventGetData(remoteEvent, packet, &packetSize, 20000);
+        done = true;
     });
-    std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    ASSERT_EQ(EventKill(remoteEvent), GC_ERR_SUCCESS);
+    // Killed again until the waiter, which may start late, has seen it.
+    for (int attempt = 0; attempt < 1000 && !done; ++attempt) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        EXPECT_EQ(EventKill(remoteEvent), GC_ERR_SUCCESS);
+    }
     waiter.join();
     EXPECT_EQ(waited, GC_ERR_ABORT);
 

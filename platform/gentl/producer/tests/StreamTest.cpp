@@ -1,5 +1,6 @@
 #include "ProducerFixture.h"
 
+#include <atomic>
 #include <chrono>
 #include <set>
 #include <thread>
@@ -134,27 +135,26 @@ TEST_F(Streaming, StopAndKillEndAPendingWaitWithAbort) {
     AnnounceAndQueue(1);
     ASSERT_EQ(GCRegisterEvent(stream, EVENT_NEW_BUFFER, &newBuffer), GC_ERR_SUCCESS);
     ASSERT_EQ(DSStartAcquisition(stream, ACQ_START_FLAGS_DEFAULT, GENTL_INFINITE), GC_ERR_SUCCESS);
-    // No AcquisitionStart on the camera: no frame ever comes.
-    GC_ERROR waited = GC_ERR_SUCCESS;
-    std::thread waiter([&] {
-        S_EVENT_NEW_BUFFER data{};
-        size_t size = sizeof data;
-        waited = EventGetData(newBuffer, &data, &size, 10000);  // bounded: a late start fails, never hangs
-    });
-    std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    ASSERT_EQ(DSStopAcquisition(stream, ACQ_STOP_FLAGS_DEFAULT), GC_ERR_SUCCESS);
-    waiter.join();
-    EXPECT_EQ(waited, GC_ERR_ABORT);
-
-    std::thread killed([&] {
-        S_EVENT_NEW_BUFFER data{};
-        size_t size = sizeof data;
-        waited = EventGetData(newBuffer, &data, &size, 10000);
-    });
-    std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    ASSERT_EQ(EventKill(newBuffer), GC_ERR_SUCCESS);
-    killed.join();
-    EXPECT_EQ(waited, GC_ERR_ABORT);
+    // No AcquisitionStart on the camera: no frame ever comes. The waiter may start late, so
+    // the abort is repeated until it has ended the wait.
+    auto abortedBy = [&](auto abort) {
+        std::atomic<bool> done{false};
+        GC_ERROR waited = GC_ERR_SUCCESS;
+        std::thread waiter([&] {
+            S_EVENT_NEW_BUFFER data{};
+            size_t size = sizeof data;
+            waited = EventGetData(newBuffer, &data, &size, 20000);
+            done = true;
+        });
+        for (int attempt = 0; attempt < 1000 && !done; ++attempt) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+            abort();
+        }
+        waiter.join();
+        return waited;
+    };
+    EXPECT_EQ(abortedBy([&] { DSStopAcquisition(stream, ACQ_STOP_FLAGS_DEFAULT); }), GC_ERR_ABORT);
+    EXPECT_EQ(abortedBy([&] { EventKill(newBuffer); }), GC_ERR_ABORT);
 
     S_EVENT_NEW_BUFFER data{};
     size_t size = sizeof data;
