@@ -325,6 +325,9 @@ struct VirtualCamera::Layout {
     uint8_t qoiChannels = 0;
     bool chunkMode = false;
     std::vector<uint32_t> chunkKinds;  // enabled chunks, in selector order
+    uint64_t offsetX = 0, offsetY = 0;
+    double exposureTime = 0;
+    bool exposureEndEvents = false;
 
     // The largest payload the frame can have: a QOI stream may exceed the raw image.
     size_t MaximumBytes() const {
@@ -339,7 +342,16 @@ struct VirtualCamera::Layout {
 
 VirtualCamera::Layout VirtualCamera::CurrentLayout() const {
     const RegisterSpace& r = *m_registers;
+    const uint64_t version = r.Version();
+    {
+        std::lock_guard lock(m_layoutMutex);
+        if (m_layout && m_layoutVersion == version) return *m_layout;
+    }
     Layout layout;
+    layout.offsetX = uint64_t(r.GetInteger("OffsetX"));
+    layout.offsetY = uint64_t(r.GetInteger("OffsetY"));
+    layout.exposureTime = r.GetFloat("ExposureTime");
+    layout.exposureEndEvents = r.GetInteger("EventNotification", 0) != 0;
     layout.width = uint64_t(r.GetInteger("Width"));
     layout.height = uint64_t(r.GetInteger("Height"));
     layout.pixelFormat = uint64_t(r.GetInteger("PixelFormat"));
@@ -362,8 +374,13 @@ VirtualCamera::Layout VirtualCamera::CurrentLayout() const {
     if (layout.chunkMode)
         for (uint32_t kind = 0; kind < kChunkKinds; ++kind)
             if (r.GetInteger("ChunkEnable", kind) != 0) layout.chunkKinds.push_back(kind);
+    std::lock_guard lock(m_layoutMutex);
+    m_layout = std::make_unique<Layout>(layout);
+    m_layoutVersion = version;
     return layout;
 }
+
+VirtualCamera::~VirtualCamera() = default;
 
 void VirtualCamera::UpdatePayloadSize() { m_registers->SetInteger("PayloadSize", int64_t(PayloadSize())); }
 
@@ -493,8 +510,8 @@ FrameInfo VirtualCamera::Produce(uint8_t* memory, size_t size) {
     FrameInfo frame;
     frame.width = layout.width;
     frame.height = layout.height;
-    frame.offsetX = uint64_t(m_registers->GetInteger("OffsetX"));
-    frame.offsetY = uint64_t(m_registers->GetInteger("OffsetY"));
+    frame.offsetX = layout.offsetX;
+    frame.offsetY = layout.offsetY;
     frame.pixelFormat = layout.compressed ? layout.qoiFormat : layout.pixelFormat;
     frame.frameId = ++m_frameCounter;
     frame.timestampNs = NowNs();
@@ -571,7 +588,7 @@ FrameInfo VirtualCamera::Produce(uint8_t* memory, size_t size) {
                 break;
             case 0xA5A50002: PutBigEndian(out, frame.frameId, 8); break;
             case 0xA5A50003: {
-                const double exposure = m_registers->GetFloat("ExposureTime");
+                const double exposure = layout.exposureTime;
                 uint64_t raw;
                 std::memcpy(&raw, &exposure, sizeof raw);
                 PutBigEndian(out, raw, 8);
@@ -587,7 +604,7 @@ FrameInfo VirtualCamera::Produce(uint8_t* memory, size_t size) {
             PutBigEndian(memory + trailers.back().first + 4, 0x7FFFFFFF, 4);  // longer than the buffer
     }
     if (m_corruptData.exchange(false) && imageBytes > 0) memory[imageBytes / 2] ^= 0x5A;  // after the CRC
-    if (m_registers->GetInteger("EventNotification", 0) != 0) EmitExposureEnd(frame.frameId, frame.timestampNs);
+    if (layout.exposureEndEvents) EmitExposureEnd(frame.frameId, frame.timestampNs);
     frame.sizeFilled = total;
     if (m_nextIncomplete.exchange(false)) {
         // Packets lost on the way: only the first half of the image arrives.

@@ -61,6 +61,7 @@ struct FrameInfo {
 class VirtualCamera {
 public:
     VirtualCamera(CameraModel model, CameraIdentity identity);
+    ~VirtualCamera();
 
     const CameraModel& Model() const { return m_model; }
     const CameraIdentity& Identity() const { return m_identity; }
@@ -138,7 +139,11 @@ private:
     uint16_t m_eventRequestId = 0;
 
     struct Layout;
-    Layout CurrentLayout() const;
+    Layout CurrentLayout() const;  // from the registers, recomputed only after they change
+
+    mutable std::mutex m_layoutMutex;  // guards the cached layout
+    mutable std::unique_ptr<Layout> m_layout;
+    mutable uint64_t m_layoutVersion = 0;
 
     std::mutex m_patternMutex;  // guards the cached pattern and the scratch frame
     std::unique_ptr<TestPattern> m_pattern;

@@ -42,6 +42,7 @@ GenTL::GC_ERROR VirtualProducerFailCall(const char* function, uint64_t callsBefo
         ProducerState& state = ProducerState::Instance();
         std::lock_guard lock(state.mutex);
         state.faults[function] = InjectedFault{callsBefore, code, text != nullptr ? text : "injected failure"};
+        state.faultCount = state.faults.size();
     });
 }
 
@@ -49,6 +50,7 @@ void VirtualProducerClearFaults(void) {
     ProducerState& state = ProducerState::Instance();
     std::lock_guard lock(state.mutex);
     state.faults.clear();
+    state.faultCount = 0;
 }
 
 GenTL::GC_ERROR VirtualProducerSetConnected(const char* serialNumber, GenTL::bool8_t connected) {

@@ -32,7 +32,7 @@ const Feature* RegisterSpace::FeatureAt(uint64_t address, size_t size, uint32_t*
     return nullptr;
 }
 
-void RegisterSpace::Read(uint64_t address, void* buffer, size_t size) const {
+void RegisterSpace::Read(uint64_t address, void* buffer, size_t size) {
     if (buffer == nullptr) Fail(GenTL::GC_ERR_INVALID_PARAMETER, "the buffer is null");
     if (address >= kFileAddress) {
         const uint64_t offset = address - kFileAddress;
@@ -45,7 +45,10 @@ void RegisterSpace::Read(uint64_t address, void* buffer, size_t size) const {
     const Feature* feature = FeatureAt(address, size, &index);
     if (feature == nullptr) Fail(GenTL::GC_ERR_INVALID_ADDRESS, "no register at this address and length");
     if (feature->access == Access::WO) Fail(GenTL::GC_ERR_ACCESS_DENIED, feature->name + " is write-only");
+    const auto readHook = m_readHooks.find(feature);
+    const int64_t fresh = readHook != m_readHooks.end() ? readHook->second() : 0;
     std::lock_guard lock(m_mutex);
+    if (readHook != m_readHooks.end()) Store(*feature, index, uint64_t(fresh));
     std::memcpy(buffer, m_registers.data() + address, size);
 }
 
@@ -60,11 +63,16 @@ void RegisterSpace::Write(uint64_t address, const void* buffer, size_t size) {
     {
         std::lock_guard lock(m_mutex);
         std::memcpy(m_registers.data() + address, buffer, size);
+        m_version.fetch_add(1, std::memory_order_acq_rel);
         if (feature->kind != FeatureKind::String && feature->kind != FeatureKind::Float)
             value = static_cast<int64_t>(Load(*feature, index));
     }
     const auto hook = m_hooks.find(feature->name);
     if (hook != m_hooks.end()) hook->second(value, index);
+}
+
+void RegisterSpace::OnRead(const std::string& name, ReadHook hook) {
+    m_readHooks[&m_description->Get(name)] = std::move(hook);
 }
 
 void RegisterSpace::OnWrite(const std::string& name, Hook hook) {
@@ -88,6 +96,7 @@ uint64_t RegisterSpace::Load(const Feature& feature, uint32_t index) const {
 }
 
 void RegisterSpace::Store(const Feature& feature, uint32_t index, uint64_t raw) {
+    m_version.fetch_add(1, std::memory_order_acq_rel);
     const uint32_t length = Description::RegisterLength(feature);
     uint8_t* bytes = m_registers.data() + feature.address + uint64_t(index) * length;
     for (uint32_t byte = 0; byte < length; ++byte) {
@@ -135,6 +144,7 @@ std::string RegisterSpace::GetString(const std::string& name) const {
 void RegisterSpace::SetString(const std::string& name, const std::string& value) {
     const Feature& feature = m_description->Get(name);
     std::lock_guard lock(m_mutex);
+    m_version.fetch_add(1, std::memory_order_acq_rel);
     uint8_t* bytes = m_registers.data() + feature.address;
     std::memset(bytes, 0, feature.length);
     std::memcpy(bytes, value.data(), std::min<size_t>(value.size(), feature.length - 1));

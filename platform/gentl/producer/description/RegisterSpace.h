@@ -5,6 +5,7 @@
 #ifndef VIRTUALGENTL_REGISTERSPACE_H
 #define VIRTUALGENTL_REGISTERSPACE_H
 
+#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <map>
@@ -25,7 +26,7 @@ public:
     RegisterSpace(std::shared_ptr<const Description> description, std::vector<uint8_t> fileBytes);
 
     // Port access, as GCReadPort / GCWritePort see it. Throws ProducerError.
-    void Read(uint64_t address, void* buffer, size_t size) const;
+    void Read(uint64_t address, void* buffer, size_t size);
     void Write(uint64_t address, const void* buffer, size_t size);
 
     // Typed access by feature name for the module's own code; bypasses access modes.
@@ -41,6 +42,13 @@ public:
     // selected features the selector index). Runs with the space's lock released.
     using Hook = std::function<void(int64_t value, uint32_t index)>;
     void OnWrite(const std::string& name, Hook hook);
+    // Supplies the current value of a read-only feature when the port reads it (counters that
+    // change with every frame are not stored on every change).
+    using ReadHook = std::function<int64_t()>;
+    void OnRead(const std::string& name, ReadHook hook);
+    // Bumped by every write, from the port or from the module's code: settings derived from
+    // the registers stay valid while it does not change.
+    uint64_t Version() const { return m_version.load(std::memory_order_acquire); }
     // Decides whether a port write may happen (e.g. locked while streaming); throws to refuse.
     using Guard = std::function<void(const Feature& feature)>;
     void SetWriteGuard(Guard guard) { m_guard = std::move(guard); }
@@ -60,6 +68,8 @@ private:
     mutable std::mutex m_mutex;  // guards m_registers
     std::vector<uint8_t> m_registers;
     std::map<std::string, Hook> m_hooks;
+    std::map<const Feature*, ReadHook> m_readHooks;
+    std::atomic<uint64_t> m_version{0};
     Guard m_guard;
 };
 

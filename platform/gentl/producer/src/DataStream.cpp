@@ -42,6 +42,24 @@ DataStream::DataStream(std::shared_ptr<VirtualCamera> camera, std::string id, vo
                        RegisterSpace* devicePort)
     : Module(kKind, StreamPort(id), "GenTLDataStream.xml", "TLDataStream", id), m_camera(std::move(camera)),
       m_parentDevice(parentDevice), m_devicePort(devicePort) {
+    // Counters are read when asked for, not stored on every frame.
+    m_port->OnRead("StreamAnnouncedBufferCount", [this] {
+        std::lock_guard lock(m_mutex);
+        return int64_t(m_buffers.size());
+    });
+    m_port->OnRead("StreamDeliveredFrameCount", [this] {
+        std::lock_guard lock(m_mutex);
+        return int64_t(m_delivered_count);
+    });
+    m_port->OnRead("StreamLostFrameCount", [this] {
+        std::lock_guard lock(m_mutex);
+        return int64_t(m_underruns);
+    });
+    m_port->OnRead("StreamStartedFrameCount", [this] {
+        std::lock_guard lock(m_mutex);
+        return int64_t(m_started);
+    });
+    m_port->OnRead("StreamIsGrabbing", [this] { return int64_t(m_grabbing ? 1 : 0); });
     // The buffer-handling mode cannot change while acquiring.
     m_port->SetWriteGuard([this](const Feature& feature) {
         if (feature.name == "StreamBufferHandlingMode" && m_grabbing)
@@ -61,21 +79,13 @@ void DataStream::Close() {
     m_input.clear();
     m_output.clear();
     ++m_abortGeneration;
-    m_delivered.notify_all();
+    Signal(m_delivered);
 }
 
 std::shared_ptr<BufferEntry> DataStream::FindBuffer(void* handle) {
     for (const auto& buffer : m_buffers)
         if (buffer->Handle() == handle) return buffer;
     Fail(GenTL::GC_ERR_INVALID_HANDLE, "not a buffer of this data stream");
-}
-
-void DataStream::UpdateCounters() {
-    m_port->SetInteger("StreamAnnouncedBufferCount", int64_t(m_buffers.size()));
-    m_port->SetInteger("StreamDeliveredFrameCount", int64_t(m_delivered_count));
-    m_port->SetInteger("StreamLostFrameCount", int64_t(m_underruns));
-    m_port->SetInteger("StreamStartedFrameCount", int64_t(m_started));
-    m_port->SetInteger("StreamIsGrabbing", m_grabbing ? 1 : 0);
 }
 
 void* DataStream::Announce(uint8_t* memory, size_t size, void* userPointer, std::unique_ptr<uint8_t[]> owned) {
@@ -92,7 +102,6 @@ void* DataStream::Announce(uint8_t* memory, size_t size, void* userPointer, std:
         if (existing->memory == memory) Fail(GenTL::GC_ERR_RESOURCE_IN_USE, "this memory is already announced");
     void* handle = Handles::Add(buffer);
     m_buffers.push_back(buffer);
-    UpdateCounters();
     return handle;
 }
 
@@ -104,8 +113,7 @@ void DataStream::Revoke(void* bufferHandle, void** memory, void** userPointer) {
         if (buffer->queued || buffer->awaitingDelivery || buffer->acquiring)
             Fail(GenTL::GC_ERR_BUSY, "the buffer is still queued; flush the queues first");
         m_buffers.erase(std::find(m_buffers.begin(), m_buffers.end(), buffer));
-        UpdateCounters();
-    }
+        }
     Handles::Remove(bufferHandle);
     // Memory the producer allocated is freed; the caller's memory is handed back.
     if (memory != nullptr) *memory = buffer->owned ? nullptr : buffer->memory;
@@ -120,7 +128,7 @@ void DataStream::Queue(void* bufferHandle) {
     buffer->queued = true;
     buffer->newData = false;
     m_input.push_back(buffer);
-    m_poolChanged.notify_all();
+    Signal(m_poolChanged);
 }
 
 void DataStream::Flush(GenTL::ACQ_QUEUE_TYPE operation) {
@@ -135,7 +143,7 @@ void DataStream::Flush(GenTL::ACQ_QUEUE_TYPE operation) {
             buffer->newData = false;
             m_output.push_back(buffer);
         }
-        m_delivered.notify_all();
+        Signal(m_delivered);
         break;
     case GenTL::ACQ_QUEUE_OUTPUT_DISCARD:
         for (const auto& buffer : m_output) buffer->awaitingDelivery = false;
@@ -154,7 +162,7 @@ void DataStream::Flush(GenTL::ACQ_QUEUE_TYPE operation) {
                 m_input.push_back(buffer);
             }
         }
-        m_poolChanged.notify_all();
+        Signal(m_poolChanged);
         break;
     case GenTL::ACQ_QUEUE_UNQUEUED_TO_INPUT:
         for (const auto& buffer : m_buffers) {
@@ -163,7 +171,7 @@ void DataStream::Flush(GenTL::ACQ_QUEUE_TYPE operation) {
                 m_input.push_back(buffer);
             }
         }
-        m_poolChanged.notify_all();
+        Signal(m_poolChanged);
         break;
     case GenTL::ACQ_QUEUE_ALL_DISCARD:
         for (const auto& buffer : m_input) buffer->queued = false;
@@ -308,7 +316,6 @@ void DataStream::StartAcquisition(uint64_t count) {
     m_grabbing = true;
     m_toAcquire = count;
     m_stop = false;
-    UpdateCounters();
     m_thread = std::thread([this] { Run(); });
 }
 
@@ -317,22 +324,35 @@ void DataStream::StopAcquisition() {
     {
         std::lock_guard lock(m_mutex);
         ++m_abortGeneration;  // a pending wait for a buffer ends with GC_ERR_ABORT, running or not
-        m_delivered.notify_all();
+        Signal(m_delivered);
         if (!m_grabbing) return;
         m_grabbing = false;
         m_stop = true;
-        m_poolChanged.notify_all();
+        Signal(m_poolChanged);
         thread = std::move(m_thread);
     }
     m_camera->WakeWaiters();
     if (thread.joinable()) thread.join();
     std::lock_guard lock(m_mutex);
     for (const auto& buffer : m_buffers) buffer->acquiring = false;
-    UpdateCounters();
+}
+
+const DataStream::Settings& DataStream::CurrentSettings() {
+    const uint64_t streamVersion = m_port->Version(), deviceVersion = m_devicePort->Version();
+    if (!m_settingsValid || streamVersion != m_streamVersion || deviceVersion != m_deviceVersion) {
+        m_settings.handlingMode = m_port->GetInteger("StreamBufferHandlingMode");
+        m_settings.parts = m_devicePort->GetInteger("StreamMultipartEnable") != 0
+                               ? uint32_t(std::max<int64_t>(1, m_port->GetInteger("StreamMultipartNumParts")))
+                               : 0;
+        m_streamVersion = streamVersion;
+        m_deviceVersion = deviceVersion;
+        m_settingsValid = true;
+    }
+    return m_settings;
 }
 
 std::shared_ptr<BufferEntry> DataStream::TakeBufferToFill() {
-    const int64_t mode = m_port->GetInteger("StreamBufferHandlingMode");
+    const int64_t mode = CurrentSettings().handlingMode;
     if (!m_input.empty()) {
         auto buffer = m_input.front();
         m_input.pop_front();
@@ -356,9 +376,11 @@ void DataStream::Run() {
             // Without a frame clock the camera sends as fast as the host takes frames, as a
             // stream with flow control does: wait for a free buffer instead of losing frames.
             std::unique_lock lock(m_mutex);
-            m_poolChanged.wait(lock, [&] {
-                return m_stop || !m_input.empty() || (!m_output.empty() && m_port->GetInteger("StreamBufferHandlingMode") != 0);
-            });
+            const auto bufferFree = [&] {
+                return m_stop || !m_input.empty() || (!m_output.empty() && CurrentSettings().handlingMode != 0);
+            };
+            SpinBeforeBlocking(lock, bufferFree);
+            m_poolChanged.wait(lock, bufferFree);
             if (m_stop) return;
         }
         if (!m_camera->WaitForFrame(&m_stop)) return;
@@ -367,20 +389,24 @@ void DataStream::Run() {
         {
             std::lock_guard lock(m_mutex);
             ++m_leaderGeneration;
-            m_delivered.notify_all();
+            Signal(m_delivered);
             buffer = TakeBufferToFill();
             if (!buffer) {
                 ++m_underruns;  // the frame is lost: no buffer to take it
-                UpdateCounters();
-                continue;
+                            continue;
             }
             buffer->acquiring = true;
             ++m_started;
         }
         // A multipart buffer holds several frames (line blocks of a line-scan camera) one after
         // another; the buffer reports the first one and describes each part.
-        const bool multipart = m_devicePort->GetInteger("StreamMultipartEnable") != 0;
-        const uint32_t partCount = multipart ? uint32_t(std::max<int64_t>(1, m_port->GetInteger("StreamMultipartNumParts"))) : 1;
+        uint32_t settingsParts;
+        {
+            std::lock_guard lock(m_mutex);
+            settingsParts = CurrentSettings().parts;
+        }
+        const bool multipart = settingsParts != 0;
+        const uint32_t partCount = multipart ? settingsParts : 1;
         std::vector<FrameInfo> parts;
         std::vector<size_t> offsets;
         size_t offset = 0;
@@ -419,7 +445,7 @@ void DataStream::Run() {
             buffer->leaderReceivedNs = leaderNs;
             buffer->newData = true;
             buffer->awaitingDelivery = true;
-            if (m_port->GetInteger("StreamBufferHandlingMode") == 2) {
+            if (CurrentSettings().handlingMode == 2) {
                 // Newest only: older undelivered frames go back to the input pool.
                 for (const auto& older : m_output) {
                     older->awaitingDelivery = false;
@@ -430,17 +456,36 @@ void DataStream::Run() {
             }
             m_output.push_back(buffer);
             ++m_delivered_count;
-            UpdateCounters();
-            m_delivered.notify_all();
+                    Signal(m_delivered);
             if (m_toAcquire != GENTL_INFINITE && ++produced >= m_toAcquire) return;
         }
     }
+}
+
+void DataStream::Signal(std::condition_variable& condition) {
+    m_signals.fetch_add(1, std::memory_order_release);
+    condition.notify_all();
+}
+
+template <class Ready>
+void DataStream::SpinBeforeBlocking(std::unique_lock<std::mutex>& lock, Ready ready) {
+    // Sleeping on a condition variable costs a wake-up of several microseconds; at high frame
+    // rates the next buffer is usually a microsecond away, so watch for a signal a little
+    // while first (without the lock) and block only when none comes.
+    if (ready()) return;
+    const uint64_t seen = m_signals.load(std::memory_order_acquire);
+    lock.unlock();
+    const auto giveUp = std::chrono::steady_clock::now() + std::chrono::microseconds(20);
+    while (m_signals.load(std::memory_order_acquire) == seen && std::chrono::steady_clock::now() < giveUp)
+        __builtin_ia32_pause();
+    lock.lock();
 }
 
 GenTL::BUFFER_HANDLE DataStream::WaitDelivered(uint64_t timeoutMs, void** userPointer) {
     std::unique_lock lock(m_mutex);
     const uint64_t generation = m_abortGeneration;
     const auto ready = [&] { return !m_output.empty() || m_abortGeneration != generation; };
+    SpinBeforeBlocking(lock, ready);
     if (timeoutMs == GENTL_INFINITE) {
         m_delivered.wait(lock, ready);
     } else if (!m_delivered.wait_for(lock, std::chrono::milliseconds(timeoutMs), ready)) {
@@ -457,7 +502,7 @@ GenTL::BUFFER_HANDLE DataStream::WaitDelivered(uint64_t timeoutMs, void** userPo
 void DataStream::KillWait() {
     std::lock_guard lock(m_mutex);
     ++m_abortGeneration;
-    m_delivered.notify_all();
+    Signal(m_delivered);
 }
 
 void DataStream::FlushOutput() {

@@ -187,7 +187,14 @@ private:
     std::shared_ptr<BufferEntry> FindBuffer(void* handle);  // caller holds m_mutex
     void Run();
     std::shared_ptr<BufferEntry> TakeBufferToFill();        // caller holds m_mutex
-    void UpdateCounters();                                  // caller holds m_mutex
+    struct Settings {
+        int64_t handlingMode = 0;
+        uint32_t parts = 0;  // 0: not multipart
+    };
+    const Settings& CurrentSettings();                      // caller holds m_mutex
+    void Signal(std::condition_variable& condition);        // caller holds m_mutex
+    template <class Ready>
+    void SpinBeforeBlocking(std::unique_lock<std::mutex>& lock, Ready ready);
 
     std::shared_ptr<VirtualCamera> m_camera;
     void* m_parentDevice;
@@ -206,6 +213,10 @@ private:
     uint64_t m_leaderGeneration = 0;
     uint64_t m_leaderSeen = 0;
     std::atomic<bool> m_stop{false};
+    std::atomic<uint64_t> m_signals{0};  // counts every signal of the two conditions
+    Settings m_settings;
+    bool m_settingsValid = false;
+    uint64_t m_streamVersion = 0, m_deviceVersion = 0;
     std::thread m_thread;
     bool m_closed = false;
 };

@@ -45,13 +45,12 @@ std::vector<NetworkCamera> ProducerState::CamerasOn(uint32_t interfaceIndex) {
 }
 
 void RequireInitialized() {
-    ProducerState& state = ProducerState::Instance();
-    std::lock_guard lock(state.mutex);
-    if (!state.initialized) Fail(GenTL::GC_ERR_NOT_INITIALIZED, "GCInitLib has not been called");
+    if (!ProducerState::Instance().initialized.load(std::memory_order_acquire)) Fail(GenTL::GC_ERR_NOT_INITIALIZED, "GCInitLib has not been called");
 }
 
 void CheckInjectedFault(const char* function) {
     ProducerState& state = ProducerState::Instance();
+    if (state.faultCount.load(std::memory_order_acquire) == 0) return;
     std::lock_guard lock(state.mutex);
     const auto found = state.faults.find(function);
     if (found == state.faults.end()) return;
@@ -61,6 +60,7 @@ void CheckInjectedFault(const char* function) {
     }
     const InjectedFault fault = found->second;
     state.faults.erase(found);
+    state.faultCount = state.faults.size();
     throw ProducerError(fault.code, fault.text);
 }
 

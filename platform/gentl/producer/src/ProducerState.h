@@ -3,6 +3,7 @@
 #ifndef VIRTUALGENTL_PRODUCERSTATE_H
 #define VIRTUALGENTL_PRODUCERSTATE_H
 
+#include <atomic>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -33,7 +34,8 @@ public:
     static ProducerState& Instance();
 
     std::mutex mutex;  // guards everything below
-    bool initialized = false;
+    std::atomic<bool> initialized{false};  // read without the lock on every call
+    std::atomic<size_t> faultCount{0};     // calls skip the fault table while it is empty
     std::shared_ptr<System> system;
     std::vector<NetworkCamera> cameras;
     std::map<std::string, InjectedFault> faults;
