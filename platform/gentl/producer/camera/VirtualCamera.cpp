@@ -107,6 +107,9 @@ std::vector<Feature> RemoteFeatures(const CameraModel& model) {
         IntegerFeature("EventExposureEndTimestamp", "EventControl", Access::RO, 0, INT64_MAX, 1, "ns"),
         IntegerFeature("EventExposureEndFrameID", "EventControl", Access::RO, 0, INT64_MAX),
         BooleanFeature("ChunkModeActive", "ChunkDataControl"),
+        // GigE Vision: with extended chunk mode off, a chunk frame is sent as plain chunk data
+        // (payload type 4), the image being its first chunk.
+        BooleanFeature("GevSCCFGExtendedChunkData", "TransportLayerControl"),
         EnumerationFeature("ChunkSelector", "ChunkDataControl",
                            {{"CRC", 0}, {"FrameCounter", 1}, {"ExposureTime", 2}, {"Timestamp", 3}}),
         BooleanFeature("ChunkEnable", "ChunkDataControl"),
@@ -233,6 +236,7 @@ VirtualCamera::VirtualCamera(CameraModel model, CameraIdentity identity)
     r.SetFloat("ExposureTime", 10000.0);
     r.SetInteger("DeviceStreamChannelPacketSize", 1500);
     r.SetInteger("ChunkEnable", 1, 0);  // CRC on by default once chunk mode is active
+    r.SetInteger("GevSCCFGExtendedChunkData", 1);
     if (m_model.timeOfFlight) {
         // Millimetres: A and B centred on 4096 mm so that unsigned samples hold both signs.
         r.SetFloat("Scan3dCoordinateScale", kDepthScale);
@@ -324,6 +328,7 @@ struct VirtualCamera::Layout {
     uint64_t qoiFormat = 0;      // the QOI pixel format of a compressed frame
     uint8_t qoiChannels = 0;
     bool chunkMode = false;
+    bool extendedChunks = true;        // payload 0x4001 rather than 4
     std::vector<uint32_t> chunkKinds;  // enabled chunks, in selector order
     uint64_t offsetX = 0, offsetY = 0;
     double exposureTime = 0;
@@ -371,6 +376,7 @@ VirtualCamera::Layout VirtualCamera::CurrentLayout() const {
         }
     }
     layout.chunkMode = r.GetInteger("ChunkModeActive") != 0;
+    layout.extendedChunks = r.GetInteger("GevSCCFGExtendedChunkData") != 0;
     if (layout.chunkMode)
         for (uint32_t kind = 0; kind < kChunkKinds; ++kind)
             if (r.GetInteger("ChunkEnable", kind) != 0) layout.chunkKinds.push_back(kind);
@@ -505,8 +511,33 @@ bool VirtualCamera::WaitForFrame(const std::atomic<bool>* stop) {
     }
 }
 
-FrameInfo VirtualCamera::Produce(uint8_t* memory, size_t size) {
+// Events of an event-based sensor as PelgoXYTP128f: x, y, time (us) and polarity, four
+// little-endian float32 each: an edge sweeping across the sensor, one event per column.
+static FrameInfo ProduceSensorEvents(uint8_t* memory, size_t size, uint64_t width, uint64_t height, uint64_t frameId,
+                              uint64_t timestampNs) {
+    constexpr size_t kEventBytes = 16;
+    const size_t events = std::min<size_t>(width, size / kEventBytes);
+    auto* out = reinterpret_cast<float*>(memory);
+    for (size_t index = 0; index < events; ++index) {
+        out[4 * index + 0] = float(index);
+        out[4 * index + 1] = float((index + frameId * 8) % height);
+        out[4 * index + 2] = float(double(timestampNs / 1000) + double(index));
+        out[4 * index + 3] = float(index % 2);
+    }
+    FrameInfo frame;
+    frame.width = events;
+    frame.height = 1;
+    frame.pixelFormat = 0x82804556;  // PelgoXYTP128f
+    frame.frameId = frameId;
+    frame.timestampNs = timestampNs;
+    frame.sizeFilled = frame.dataSize = events * kEventBytes;
+    frame.incomplete = events < width;
+    return frame;
+}
+
+FrameInfo VirtualCamera::Produce(uint8_t* memory, size_t size, bool eventStream) {
     const Layout layout = CurrentLayout();
+    if (eventStream) return ProduceSensorEvents(memory, size, layout.width, layout.height, ++m_frameCounter, NowNs());
     FrameInfo frame;
     frame.width = layout.width;
     frame.height = layout.height;
@@ -519,9 +550,11 @@ FrameInfo VirtualCamera::Produce(uint8_t* memory, size_t size) {
     if (layout.compressed)
         frame.payloadType = layout.chunkMode ? GenTL::PAYLOAD_TYPE_COMPRESSED_IMAGE_EXTENDED_CHUNK
                                              : GenTL::PAYLOAD_TYPE_COMPRESSED_IMAGE;
+    else if (layout.chunkMode)
+        frame.payloadType = layout.extendedChunks ? uint64_t(GenTL::PAYLOAD_TYPE_IMAGE_EXTENDED_CHUNK)
+                                                  : uint64_t(GenTL::PAYLOAD_TYPE_CHUNK_DATA);
     else
-        frame.payloadType = layout.chunkMode ? uint64_t(GenTL::PAYLOAD_TYPE_IMAGE_EXTENDED_CHUNK)
-                                             : uint64_t(GenTL::PAYLOAD_TYPE_IMAGE);
+        frame.payloadType = GenTL::PAYLOAD_TYPE_IMAGE;
 
     std::lock_guard lock(m_patternMutex);
     if (!m_pattern || m_patternWidth != frame.width || m_patternFormat != layout.pixelFormat) {

@@ -102,8 +102,9 @@ public:
     void KillEventWait();
     size_t QueuedEvents();
 
-    // Writes the next frame into memory of the given size.
-    FrameInfo Produce(uint8_t* memory, size_t size);
+    // Writes the next frame into memory of the given size. An event stream (the event-based
+    // sensor's) receives a packet of sensor events instead of an image.
+    FrameInfo Produce(uint8_t* memory, size_t size, bool eventStream = false);
     // The size of the frame as configured now.
     size_t PayloadSize() const;
 

@@ -41,7 +41,8 @@ uint64_t SteadyNs() {
 DataStream::DataStream(std::shared_ptr<VirtualCamera> camera, std::string id, void* parentDevice,
                        RegisterSpace* devicePort)
     : Module(kKind, StreamPort(id), "GenTLDataStream.xml", "TLDataStream", id), m_camera(std::move(camera)),
-      m_parentDevice(parentDevice), m_devicePort(devicePort) {
+      m_parentDevice(parentDevice), m_devicePort(devicePort),
+      m_eventStream(m_camera->Model().streamRoles && m_id == "Stream3") {
     // Counters are read when asked for, not stored on every frame.
     m_port->OnRead("StreamAnnouncedBufferCount", [this] {
         std::lock_guard lock(m_mutex);
@@ -411,7 +412,7 @@ void DataStream::Run() {
         std::vector<size_t> offsets;
         size_t offset = 0;
         for (uint32_t part = 0; part < partCount && offset < buffer->size; ++part) {
-            parts.push_back(m_camera->Produce(buffer->memory + offset, buffer->size - offset));
+            parts.push_back(m_camera->Produce(buffer->memory + offset, buffer->size - offset, m_eventStream));
             offsets.push_back(offset);
             offset += parts.back().sizeFilled;
             if (parts.back().incomplete) break;

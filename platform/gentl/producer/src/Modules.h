@@ -199,6 +199,7 @@ private:
     std::shared_ptr<VirtualCamera> m_camera;
     void* m_parentDevice;
     RegisterSpace* m_devicePort;  // the TL device's, which outlives its streams
+    bool m_eventStream;           // the event-based sensor's stream: delivers sensor events
 
     std::mutex m_mutex;  // guards everything below
     std::condition_variable m_delivered;  // output queue, kills, aborts

@@ -106,4 +106,24 @@ TEST_F(CameraKinds, TheMultiStreamCameraOffersFiveStreamsAndGvrsp) {
         EXPECT_NE(RemoteXml().find(std::string("Name=\"") + feature + "\""), std::string::npos) << feature;
 }
 
+TEST_F(CameraKinds, TheEventBasedStreamDeliversSensorEvents) {
+    OpenOnSecondInterface("VX2048S-0001");
+    ASSERT_EQ(DevOpenDataStream(device, "Stream3", &stream), GC_ERR_SUCCESS);
+    AnnounceAndQueue(2);
+    StartAcquisition();
+    BUFFER_HANDLE buffer = NextBuffer();
+    ASSERT_NE(buffer, nullptr);
+    EXPECT_EQ(BufferInfo<uint64_t>(buffer, BUFFER_INFO_PIXELFORMAT), 0x82804556u);  // PelgoXYTP128f
+    const size_t events = BufferInfo<size_t>(buffer, BUFFER_INFO_WIDTH);
+    EXPECT_EQ(events, 2048u);
+    EXPECT_EQ(BufferInfo<size_t>(buffer, BUFFER_INFO_SIZE_FILLED), events * 16);
+    const auto* event = BufferInfo<float*>(buffer, BUFFER_INFO_BASE);
+    for (size_t index : {size_t(0), size_t(7), events - 1}) {
+        EXPECT_EQ(event[4 * index], float(index)) << "x";
+        EXPECT_LT(event[4 * index + 1], 1536.0f) << "y";
+        EXPECT_TRUE(event[4 * index + 3] == 0.0f || event[4 * index + 3] == 1.0f) << "polarity";
+    }
+    StopAcquisition();
+}
+
 } // namespace

@@ -86,6 +86,22 @@ TEST_F(ChunksAndCompression, ChunkModeAppendsATrailerWithACorrectCrc) {
     StopAcquisition();
 }
 
+TEST_F(ChunksAndCompression, WithoutExtendedChunkModeFramesArePlainChunkData) {
+    EnableChunk(0);
+    WriteRemote("GevSCCFGExtendedChunkData", 0, 4);
+    OpenStream();
+    AnnounceAndQueue(1);
+    StartAcquisition();
+    BUFFER_HANDLE buffer = NextBuffer();
+    ASSERT_NE(buffer, nullptr);
+    EXPECT_EQ(BufferInfo<size_t>(buffer, BUFFER_INFO_PAYLOADTYPE), size_t(PAYLOAD_TYPE_CHUNK_DATA));
+    EXPECT_EQ(BufferInfo<bool8_t>(buffer, BUFFER_INFO_IMAGEPRESENT), 0) << "the image travels as a chunk";
+    std::vector<ParsedChunk> chunks;
+    EXPECT_TRUE(ParseChunks(Data(buffer), BufferInfo<size_t>(buffer, BUFFER_INFO_SIZE_FILLED), chunks));
+    EXPECT_EQ(chunks.size(), 2u);
+    StopAcquisition();
+}
+
 TEST_F(ChunksAndCompression, CorruptionsBreakTheTrailerOrTheCrc) {
     EnableChunk(0);
     OpenStream();

@@ -164,6 +164,37 @@ TEST_F(Streaming, StopAndKillEndAPendingWaitWithAbort) {
     EXPECT_EQ(size, sizeof data);
 }
 
+TEST_F(Streaming, FlushOperationsMoveBuffersBetweenThePools) {
+    const auto buffers = AnnounceAndQueue(3);
+    ASSERT_EQ(DSFlushQueue(stream, ACQ_QUEUE_INPUT_TO_OUTPUT), GC_ERR_SUCCESS);
+    EXPECT_EQ(StreamCount(STREAM_INFO_NUM_QUEUED), 0u);
+    EXPECT_EQ(StreamCount(STREAM_INFO_NUM_AWAIT_DELIVERY), 3u);
+    ASSERT_EQ(DSFlushQueue(stream, ACQ_QUEUE_OUTPUT_DISCARD), GC_ERR_SUCCESS);
+    EXPECT_EQ(StreamCount(STREAM_INFO_NUM_AWAIT_DELIVERY), 0u);
+    ASSERT_EQ(DSFlushQueue(stream, ACQ_QUEUE_UNQUEUED_TO_INPUT), GC_ERR_SUCCESS);
+    EXPECT_EQ(StreamCount(STREAM_INFO_NUM_QUEUED), 3u);
+    ASSERT_EQ(DSFlushQueue(stream, ACQ_QUEUE_ALL_DISCARD), GC_ERR_SUCCESS);
+    EXPECT_EQ(StreamCount(STREAM_INFO_NUM_QUEUED), 0u);
+    ASSERT_EQ(DSQueueBuffer(stream, buffers[0]), GC_ERR_SUCCESS);
+    ASSERT_EQ(DSFlushQueue(stream, ACQ_QUEUE_INPUT_TO_OUTPUT), GC_ERR_SUCCESS);
+    ASSERT_EQ(DSFlushQueue(stream, ACQ_QUEUE_ALL_TO_INPUT), GC_ERR_SUCCESS);
+    EXPECT_EQ(StreamCount(STREAM_INFO_NUM_QUEUED), 3u) << "every announced buffer back in the input pool";
+    EXPECT_EQ(DSFlushQueue(stream, ACQ_QUEUE_TYPE(99)), GC_ERR_INVALID_PARAMETER);
+}
+
+TEST_F(Streaming, WaitingForTheNextLeader) {
+    AnnounceAndQueue(2);
+    WriteRemote("TriggerMode", 1, 4);
+    StartAcquisition();
+    ASSERT_EQ(DSResetWaitForNextLeader(stream), GC_ERR_SUCCESS);
+    EXPECT_EQ(DSWaitForNextLeader(stream, 50), GC_ERR_TIMEOUT) << "no frame is triggered yet";
+    Execute("TriggerSoftware");
+    EXPECT_EQ(DSWaitForNextLeader(stream, 5000), GC_ERR_SUCCESS) << LastErrorText();
+    EXPECT_NE(NextBuffer(), nullptr);
+    EXPECT_EQ(DSWaitForNextLeader(stream, 50), GC_ERR_TIMEOUT) << "that leader was already seen";
+    StopAcquisition();
+}
+
 TEST_F(Streaming, SoftwareTriggersProduceOneFrameEach) {
     AnnounceAndQueue(3);
     WriteRemote("TriggerMode", 1, 4);
