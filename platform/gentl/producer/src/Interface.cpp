@@ -58,12 +58,18 @@ void Interface::Info(GenTL::INTERFACE_INFO_CMD command, InfoAnswer& answer) cons
 }
 
 bool Interface::UpdateDeviceList() {
+    const std::vector<uint32_t> unicast = UnicastDevices();
     std::vector<std::shared_ptr<VirtualCamera>> found;
     {
         ProducerState& state = ProducerState::Instance();
         std::lock_guard lock(state.mutex);
-        for (const NetworkCamera& entry : state.CamerasOn(m_index))
-            if (entry.camera->Connected()) found.push_back(entry.camera);
+        for (const NetworkCamera& entry : state.CamerasOn(m_index)) {
+            if (!entry.camera->Connected()) continue;
+            // A camera behind a router answers only a discovery sent to its own address.
+            if (entry.routed && std::find(unicast.begin(), unicast.end(), entry.camera->Identity().ipAddress) == unicast.end())
+                continue;
+            found.push_back(entry.camera);
+        }
     }
     std::lock_guard lock(m_mutex);
     const bool changed = found != m_discovered;

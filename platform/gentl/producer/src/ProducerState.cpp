@@ -34,6 +34,7 @@ std::vector<NetworkCamera> ProducerState::DefaultCameras() {
         {std::make_shared<VirtualCamera>(MonoCameraModel(), identity("VM1280M-0002", "mono-2", 0x0256495200B1, 0xC0A8140B)), 1},
         {std::make_shared<VirtualCamera>(LinescanCameraModel(), identity("VL4096L-0001", "linescan", 0x0256495200B2, 0xC0A8140C)), 1},
         {std::make_shared<VirtualCamera>(MultiStreamCameraModel(), identity("VX2048S-0001", "multistream", 0x0256495200B3, 0xC0A8140D)), 1},
+        {std::make_shared<VirtualCamera>(MonoCameraModel(), identity("VM1280M-0003", "remote", 0x0256495200C1, 0x0A000005)), 0, true},
     };
 }
 

@@ -21,6 +21,8 @@ class System;
 struct NetworkCamera {
     std::shared_ptr<VirtualCamera> camera;
     uint32_t interfaceIndex;
+    // Behind a router: broadcasts do not reach it, only unicast discovery of its address.
+    bool routed = false;
 };
 
 struct InjectedFault {

@@ -175,6 +175,29 @@ TEST_F(Discovery, ForceIpAndUnicastAddresses) {
     count = 4;
     ASSERT_EQ(IFGetUnicastDiscoveryDevices(iface, addresses, &count), GC_ERR_SUCCESS);
     EXPECT_EQ(addresses[0], 0x0A000002u);
+    uint32_t none[1];
+    count = 0;
+    EXPECT_EQ(IFGetUnicastDiscoveryDevices(iface, none, &count), GC_ERR_BUFFER_TOO_SMALL);
+    EXPECT_EQ(count, 1u);
+}
+
+TEST_F(Discovery, ACameraBehindARouterIsFoundOnlyByUnicast) {
+    auto found = [&] {
+        bool8_t changed = 0;
+        EXPECT_EQ(IFUpdateDeviceList(iface, &changed, 100), GC_ERR_SUCCESS);
+        uint32_t count = 0;
+        EXPECT_EQ(IFGetNumDevices(iface, &count), GC_ERR_SUCCESS);
+        for (uint32_t index = 0; index < count; ++index)
+            if (StringAnswer([&](char* text, size_t* size) { return IFGetDeviceID(iface, index, text, size); }) ==
+                "VM1280M-0003")
+                return true;
+        return false;
+    };
+    EXPECT_FALSE(found()) << "broadcast discovery does not cross the router";
+    ASSERT_EQ(IFAddUnicastDiscoveryDevice(iface, 0x0A000005), GC_ERR_SUCCESS);
+    EXPECT_TRUE(found());
+    ASSERT_EQ(IFRemoveUnicastDiscoveryDevice(iface, 0x0A000005), GC_ERR_SUCCESS);
+    EXPECT_FALSE(found());
 }
 
 } // namespace
