@@ -14,6 +14,7 @@
 #include <Vireo/TLEvent.h>
 #include <Vireo/TLInterface.h>
 #include <Vireo/TLSystem.h>
+#include <Vireo/Port.h>
 
 #include <Vireo/IBuffer.h>
 #include <Vireo/IChunkData.h>

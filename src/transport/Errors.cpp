@@ -74,12 +74,12 @@ LastErrorSource SetLastErrorSource(LastErrorSource source) noexcept {
     return g_lastErrorSource.exchange(source != nullptr ? source : &AskLoadedProducer);
 }
 
-std::string FetchLastError() {
+std::string FetchLastError(const char* fallback) {
     char text[kLastErrorCapacity] = {};
     size_t size = sizeof text;
     GenTL::GC_ERROR code = GenTL::GC_ERR_SUCCESS;
     if (g_lastErrorSource.load()(&code, text, &size) != GenTL::GC_ERR_SUCCESS)
-        return "Unable to get error from GenTL layer.";
+        return fallback != nullptr ? fallback : "Unable to get error from GenTL layer.";
     text[sizeof text - 1] = '\0';  // a producer that fills the whole buffer still ends here
     return text;
 }
@@ -131,6 +131,15 @@ void ThrowProducerErrorAs(ExceptionKind kind, const char* errorName, const char*
     const std::string message =
         ComposeProducerMessage(kind, errorName, description, unit, function, gentlFunction, FetchLastError());
     ThrowException(kind, message, sourceFile, sourceLine);
+}
+
+void ThrowProducerErrorWithFallback(GenTL::GC_ERROR code, const std::string& description, const char* unit,
+                                    const char* function, const char* gentlFunction, const char* fallback,
+                                    const char* sourceFile, unsigned int sourceLine) {
+    const ProducerErrorClass error = ClassifyProducerError(code);
+    const std::string message = ComposeProducerMessage(error.kind, error.errorName, description.c_str(), unit,
+                                                       function, gentlFunction, FetchLastError(fallback));
+    ThrowException(error.kind, message, sourceFile, sourceLine);
 }
 
 void ThrowPlainError(ExceptionKind kind, const std::string& message, const char* unit, const char* function,

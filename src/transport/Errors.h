@@ -44,9 +44,9 @@ ProducerErrorClass ClassifyProducerError(GenTL::GC_ERROR code) noexcept;
 using LastErrorSource = GenTL::GC_ERROR (*)(GenTL::GC_ERROR* code, char* text, size_t* size);
 LastErrorSource SetLastErrorSource(LastErrorSource source) noexcept;
 
-// The producer's last error text, or "Unable to get error from GenTL layer." when the
-// producer cannot tell it.
-std::string FetchLastError();
+// The producer's last error text, or the fallback ("Unable to get error from GenTL layer."
+// unless a call site has its own) when the producer cannot tell it.
+std::string FetchLastError(const char* fallback = nullptr);
 
 std::string ComposeProducerMessage(ExceptionKind kind, const char* errorName, const char* description,
                                    const char* unit, const char* function, const char* gentlFunction,
@@ -68,6 +68,12 @@ std::string ComposePlainMessage(ExceptionKind kind, const std::string& message, 
 [[noreturn]] void ThrowProducerErrorAs(ExceptionKind kind, const char* errorName, const char* description,
                                        const char* unit, const char* function, const char* gentlFunction,
                                        const char* sourceFile, unsigned int sourceLine);
+
+// As ThrowProducerError, with another text for a last error that cannot be fetched.
+[[noreturn]] void ThrowProducerErrorWithFallback(GenTL::GC_ERROR code, const std::string& description,
+                                                 const char* unit, const char* function, const char* gentlFunction,
+                                                 const char* fallback, const char* sourceFile,
+                                                 unsigned int sourceLine);
 
 // A failure that does not come from the producer.
 [[noreturn]] void ThrowPlainError(ExceptionKind kind, const std::string& message, const char* unit,

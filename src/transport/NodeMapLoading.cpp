@@ -1,0 +1,78 @@
+#include "NodeMapLoading.h"
+
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
+
+#include <GenApi/NodeMapFactory.h>
+
+#include "Errors.h"
+
+namespace Vireo {
+
+DescriptionLocation ParseDescriptionUrl(const std::string& url) {
+    DescriptionLocation location;
+    const size_t colon = url.find(':');
+    if (url.compare(0, 6, "local:") == 0) {
+        // local:<file name>;<hex address>;<hex length>[?query]
+        location.local = true;
+        const size_t first = url.find(';');
+        const size_t second = first == std::string::npos ? std::string::npos : url.find(';', first + 1);
+        location.fileName = url.substr(colon + 1, first == std::string::npos ? std::string::npos : first - colon - 1);
+        const std::string address =
+            first == std::string::npos ? std::string() : url.substr(first + 1, second == std::string::npos ? std::string::npos : second - first - 1);
+        location.address = std::strtoll(address.c_str(), nullptr, 16);
+        const std::string length = second == std::string::npos ? std::string() : url.substr(second + 1);
+        location.length = std::stoi(length.substr(0, length.find('?')), nullptr, 16);
+        return location;
+    }
+    // Otherwise a file: everything after the scheme's colon, up to a query.
+    const std::string rest = colon == std::string::npos ? url : url.substr(colon + 1);
+    location.path = rest.substr(0, rest.find('?'));
+    location.fileName = location.path;
+    return location;
+}
+
+std::string PortNameFor(const std::string& fileName) {
+    std::string stem;
+    if (fileName.find("GenTLSystem") != std::string::npos)
+        stem = "TL";
+    else if (fileName.find("GenTLInterface") != std::string::npos)
+        stem = "Interface";
+    else if (fileName.find("GenTLDevice") != std::string::npos)
+        stem = "Device";
+    else if (fileName.find("GenTLDataStream") != std::string::npos)
+        stem = "Stream";
+    return stem + "Port";
+}
+
+GenApi::INodeMap* InitNodeMap(TLBase* module, Port& port) {
+    char url[256] = {};
+    size_t size = sizeof url;
+    const GenTL::GC_ERROR result = module->GetPortURL(url, &size);
+    if (result != GenTL::GC_ERR_SUCCESS)
+        VIREO_THROW_PRODUCER_ERROR(result, "Unable to get port URL", "NodeMap", "GetUrl", "GCGetPortURL");
+    url[sizeof url - 1] = '\0';
+
+    const DescriptionLocation location = ParseDescriptionUrl(url);
+    std::vector<uint8_t> description;
+    if (location.local) {
+        description.resize(static_cast<size_t>(location.length));
+        size_t length = description.size();
+        const GenTL::GC_ERROR read = module->ReadPort(static_cast<uint64_t>(location.address), description.data(), &length);
+        if (read != GenTL::GC_ERR_SUCCESS)
+            VIREO_THROW_PRODUCER_ERROR(read, "Unable to read port", "NodeMap", "InitNodeMap", "GCReadPort");
+    } else {
+        std::ifstream file(location.path, std::ios::binary);
+        if (file) description.assign(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
+    }
+    if (description.empty()) return nullptr;
+
+    GenApi::CNodeMapFactory factory(GenApi::ContentType_Auto, description.data(), description.size(),
+                                    GenApi::CacheUsage_Automatic, false);
+    GenApi::INodeMap* map = factory.CreateNodeMap("Device", true);
+    map->Connect(&port, PortNameFor(location.fileName).c_str());
+    return map;
+}
+
+} // namespace Vireo
