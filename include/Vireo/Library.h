@@ -9,6 +9,15 @@
 
 namespace Vireo {
 
+class ISystem;
+
+// Initialises the GenTL producer and opens its system; one system per process (a second
+// open fails with "Library already initialized (must initialize only once)"). Give it back
+// with CloseSystem.
+VIREO_API ISystem* OpenSystem();
+// Destroys the system and closes the producer library.
+VIREO_API void CloseSystem(ISystem* system);
+
 // The SDK's version, "major.minor.patch.build".
 VIREO_API GenICam::gcstring GetVersion();
 

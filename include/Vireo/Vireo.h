@@ -15,6 +15,9 @@
 #include <Vireo/TLInterface.h>
 #include <Vireo/TLSystem.h>
 #include <Vireo/Port.h>
+#include <Vireo/DeviceInfo.h>
+#include <Vireo/Interface.h>
+#include <Vireo/System.h>
 
 #include <Vireo/IBuffer.h>
 #include <Vireo/IChunkData.h>

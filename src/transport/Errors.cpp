@@ -133,13 +133,21 @@ void ThrowProducerErrorAs(ExceptionKind kind, const char* errorName, const char*
     ThrowException(kind, message, sourceFile, sourceLine);
 }
 
+void ThrowProducerErrorWithText(GenTL::GC_ERROR code, const char* description, const char* unit, const char* function,
+                                const char* gentlFunction, const std::string& errorText, const char* sourceFile,
+                                unsigned int sourceLine) {
+    const ProducerErrorClass error = ClassifyProducerError(code);
+    ThrowException(error.kind,
+                   ComposeProducerMessage(error.kind, error.errorName, description, unit, function, gentlFunction,
+                                          errorText),
+                   sourceFile, sourceLine);
+}
+
 void ThrowProducerErrorWithFallback(GenTL::GC_ERROR code, const std::string& description, const char* unit,
                                     const char* function, const char* gentlFunction, const char* fallback,
                                     const char* sourceFile, unsigned int sourceLine) {
-    const ProducerErrorClass error = ClassifyProducerError(code);
-    const std::string message = ComposeProducerMessage(error.kind, error.errorName, description.c_str(), unit,
-                                                       function, gentlFunction, FetchLastError(fallback));
-    ThrowException(error.kind, message, sourceFile, sourceLine);
+    ThrowProducerErrorWithText(code, description.c_str(), unit, function, gentlFunction, FetchLastError(fallback),
+                               sourceFile, sourceLine);
 }
 
 void ThrowPlainError(ExceptionKind kind, const std::string& message, const char* unit, const char* function,

@@ -69,6 +69,13 @@ std::string ComposePlainMessage(ExceptionKind kind, const std::string& message, 
                                        const char* unit, const char* function, const char* gentlFunction,
                                        const char* sourceFile, unsigned int sourceLine);
 
+// As ThrowProducerError, with the producer's error text already fetched (on the thread where
+// the call failed: a producer keeps one last error per thread).
+[[noreturn]] void ThrowProducerErrorWithText(GenTL::GC_ERROR code, const char* description, const char* unit,
+                                             const char* function, const char* gentlFunction,
+                                             const std::string& errorText, const char* sourceFile,
+                                             unsigned int sourceLine);
+
 // As ThrowProducerError, with another text for a last error that cannot be fetched.
 [[noreturn]] void ThrowProducerErrorWithFallback(GenTL::GC_ERROR code, const std::string& description,
                                                  const char* unit, const char* function, const char* gentlFunction,

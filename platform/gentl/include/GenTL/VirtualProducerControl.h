@@ -28,6 +28,13 @@ GC_IMPORT_EXPORT VIRTUAL_PRODUCER_GENTL(GC_ERROR) VirtualProducerMarkNextFrameIn
 GC_IMPORT_EXPORT VIRTUAL_PRODUCER_GENTL(GC_ERROR) VirtualProducerCorruptNextChunkTrailer(const char* serialNumber);
 /* The next frame's image data changes after its CRC chunk was computed. */
 GC_IMPORT_EXPORT VIRTUAL_PRODUCER_GENTL(GC_ERROR) VirtualProducerCorruptNextFrameData(const char* serialNumber);
+/* Makes IFUpdateDeviceList on the interface with this index take this long (bounded by the
+ * call's time-out), as a GigE Vision discovery waits for answers. */
+GC_IMPORT_EXPORT VIRTUAL_PRODUCER_GENTL(GC_ERROR) VirtualProducerSetDiscoveryTime(uint32_t interfaceIndex,
+                                                                                  uint64_t milliseconds);
+/* The largest number of IFUpdateDeviceList calls that were in progress at the same time since
+ * the last call of this function (which resets it). */
+GC_IMPORT_EXPORT uint32_t VirtualProducerTakeMaximumConcurrentDiscoveries(void);
 /* Chooses the cameras on the network, by serial number, among the producer's defaults
  * (see the README); null restores them all. Takes effect at the next TLOpen. */
 GC_IMPORT_EXPORT VIRTUAL_PRODUCER_GENTL(GC_ERROR) VirtualProducerUseCameras(const char* const* serialNumbers, size_t count);

@@ -69,6 +69,18 @@ GenTL::GC_ERROR VirtualProducerCorruptNextFrameData(const char* serialNumber) {
     return Control("VirtualProducerCorruptNextFrameData", [&] { FindCamera(serialNumber)->CorruptNextFrameData(); });
 }
 
+GenTL::GC_ERROR VirtualProducerSetDiscoveryTime(uint32_t interfaceIndex, uint64_t milliseconds) {
+    return Control("VirtualProducerSetDiscoveryTime", [&] {
+        ProducerState& state = ProducerState::Instance();
+        std::lock_guard lock(state.mutex);
+        state.discoveryTimeMs[interfaceIndex] = milliseconds;
+    });
+}
+
+uint32_t VirtualProducerTakeMaximumConcurrentDiscoveries(void) {
+    return ProducerState::Instance().maximumConcurrentDiscoveries.exchange(0);
+}
+
 GenTL::GC_ERROR VirtualProducerUseCameras(const char* const* serialNumbers, size_t count) {
     return Control("VirtualProducerUseCameras", [&] {
         ProducerState& state = ProducerState::Instance();

@@ -1,4 +1,6 @@
 #include <algorithm>
+#include <chrono>
+#include <thread>
 
 #include "Modules.h"
 #include "ProducerState.h"
@@ -39,7 +41,7 @@ Interface::Interface(uint32_t index, uint64_t macAddress, uint32_t ipAddress, ui
     : Module(kKind, InterfacePort(InterfaceId(index), macAddress, ipAddress, subnetMask), "GenTLInterface.xml",
                  "TLInterface", InterfaceId(index)),
       m_index(index), m_macAddress(macAddress), m_ipAddress(ipAddress), m_subnetMask(subnetMask) {
-    m_port->OnWrite("DeviceUpdateList", [this](int64_t, uint32_t) { UpdateDeviceList(); });
+    m_port->OnWrite("DeviceUpdateList", [this](int64_t, uint32_t) { UpdateDeviceList(0); });
     m_port->OnWrite("DeviceSelector", [this](int64_t value, uint32_t) {
         const std::vector<std::string> ids = DeviceIds();
         m_port->SetString("DeviceID", value >= 0 && size_t(value) < ids.size() ? ids[value] : "");
@@ -57,7 +59,22 @@ void Interface::Info(GenTL::INTERFACE_INFO_CMD command, InfoAnswer& answer) cons
     }
 }
 
-bool Interface::UpdateDeviceList() {
+bool Interface::UpdateDeviceList(uint64_t timeoutMs) {
+    ProducerState& producer = ProducerState::Instance();
+    // Count the discoveries running at once, for tests of parallel scans.
+    const uint32_t running = ++producer.discoveriesInProgress;
+    uint32_t seen = producer.maximumConcurrentDiscoveries.load();
+    while (running > seen && !producer.maximumConcurrentDiscoveries.compare_exchange_weak(seen, running)) {
+    }
+    uint64_t waitMs = 0;
+    {
+        std::lock_guard lock(producer.mutex);
+        const auto found = producer.discoveryTimeMs.find(m_index);
+        if (found != producer.discoveryTimeMs.end()) waitMs = std::min(found->second, timeoutMs);
+    }
+    if (waitMs > 0) std::this_thread::sleep_for(std::chrono::milliseconds(waitMs));
+    --producer.discoveriesInProgress;
+
     const std::vector<uint32_t> unicast = UnicastDevices();
     std::vector<std::shared_ptr<VirtualCamera>> found;
     {

@@ -139,9 +139,9 @@ GC_ERROR IFGetDeviceID(IF_HANDLE hIface, uint32_t iIndex, char* sIDeviceID, size
     });
 }
 
-GC_ERROR IFUpdateDeviceList(IF_HANDLE hIface, bool8_t* pbChanged, uint64_t /*iTimeout*/) {
+GC_ERROR IFUpdateDeviceList(IF_HANDLE hIface, bool8_t* pbChanged, uint64_t iTimeout) {
     return Guard("IFUpdateDeviceList", [&] {
-        const bool changed = OpenInterface(hIface)->UpdateDeviceList();
+        const bool changed = OpenInterface(hIface)->UpdateDeviceList(iTimeout);
         if (pbChanged != nullptr) *pbChanged = changed ? 1 : 0;
     });
 }

@@ -67,7 +67,7 @@ public:
     Interface(uint32_t index, uint64_t macAddress, uint32_t ipAddress, uint32_t subnetMask);
 
     void Info(GenTL::INTERFACE_INFO_CMD command, InfoAnswer& answer) const;
-    bool UpdateDeviceList();  // returns whether the list changed
+    bool UpdateDeviceList(uint64_t timeoutMs);  // returns whether the list changed
     std::vector<std::string> DeviceIds() const;
     std::shared_ptr<VirtualCamera> FindCamera(const std::string& id) const;  // among the discovered
     std::shared_ptr<Device> OpenDevice(const std::string& id, GenTL::DEVICE_ACCESS_FLAGS flags);

@@ -41,6 +41,9 @@ public:
     std::shared_ptr<System> system;
     std::vector<NetworkCamera> cameras;
     std::map<std::string, InjectedFault> faults;
+    std::map<uint32_t, uint64_t> discoveryTimeMs;  // by interface index
+    std::atomic<uint32_t> discoveriesInProgress{0};
+    std::atomic<uint32_t> maximumConcurrentDiscoveries{0};
 
     // The cameras of the default installation (used when none are configured).
     static std::vector<NetworkCamera> DefaultCameras();

@@ -1,0 +1,363 @@
+#include <Vireo/System.h>
+
+#include <arpa/inet.h>
+
+#include <cstdio>
+#include <cstring>
+#include <thread>
+
+#include <GenApi/GenApi.h>
+
+#include "../factory/FactoryState.h"
+#include "DeviceInfoRecord.h"
+#include "Errors.h"
+#include "InterfaceInfo.h"
+#include "NodeMapLoading.h"
+#include "Routing.h"
+
+namespace Vireo {
+namespace {
+
+constexpr const char* kUnit = "System";
+
+// The interface's MAC and IP address as its node map reports them.
+bool InterfaceMatches(Interface* iface, uint64_t macAddress, uint32_t ipAddress) {
+    GenApi::INodeMap* map = iface->GetNodeMap();
+    if (map == nullptr) VIREO_THROW_PLAIN(LogicalError, "TL Interface nodemap is null.", kUnit, "FindInterface");
+    GenApi::CIntegerPtr mac = map->GetNode("GevInterfaceMACAddress");
+    GenApi::CIntegerPtr ip = map->GetNode("GevInterfaceSubnetIPAddress");
+    return uint64_t(mac->GetValue()) == macAddress && uint64_t(ip->GetValue()) == ipAddress;
+}
+
+} // namespace
+
+ISystem::~ISystem() = default;
+
+System::System(TLSystem* tlSystem) : m_tlSystem(tlSystem), m_port(tlSystem) {
+    OpenImageFactory();
+    std::lock_guard lock(m_systemLock);
+    try {
+        EnumerateInterfaces();
+        m_nodeMap = InitNodeMap(m_tlSystem, m_port);
+    } catch (...) {
+        // Undo what was built; the TLSystem stays with the caller.
+        while (!m_interfaces.empty()) {
+            CleanUpInterface(m_interfaces.back());
+            m_interfaces.pop_back();
+        }
+        CloseImageFactory();
+        throw;
+    }
+}
+
+System::~System() {
+    try {
+        std::lock_guard lock(m_systemLock);
+        while (!m_interfaces.empty()) {
+            Interface* iface = m_interfaces.back();
+            m_interfaces.pop_back();
+            CleanUpInterface(iface);
+        }
+        if (m_nodeMap != nullptr) dynamic_cast<GenApi::IDestroy*>(m_nodeMap)->Destroy();
+        m_tlSystem->Close();
+        delete m_tlSystem;
+        CloseImageFactory();
+    } catch (...) {
+        // Nothing may leave a destructor; the producer is closed next anyway.
+    }
+}
+
+void System::CleanUpInterface(Interface* iface) {
+    TLInterface* tlInterface = iface->ReleaseTLInterface();
+    if (tlInterface != nullptr) {
+        tlInterface->Close();
+        delete tlInterface;
+    }
+    delete iface;
+}
+
+void System::EnumerateInterfaces() {
+    std::vector<Interface*> previous;
+    previous.swap(m_interfaces);
+    try {
+        uint32_t count = 0;
+        GenTL::GC_ERROR result = m_tlSystem->GetNumInterfaces(&count);
+        if (result != GenTL::GC_ERR_SUCCESS)
+            VIREO_THROW_PRODUCER_ERROR(result, "Unable to get number of interfaces", kUnit, "EnumerateInterfaces",
+                                       "TLGetNumInterfaces");
+        for (uint32_t index = 0; index < count; ++index) {
+            char id[512] = {};
+            size_t size = sizeof id;
+            result = m_tlSystem->GetInterfaceID(index, id, &size);
+            if (result != GenTL::GC_ERR_SUCCESS)
+                VIREO_THROW_PRODUCER_ERROR(result, "Unable to get interface ID", kUnit, "EnumerateInterfaces",
+                                           "TLGetInterfaceID");
+            id[sizeof id - 1] = '\0';
+            Interface* kept = nullptr;
+            for (Interface*& candidate : previous) {
+                if (candidate != nullptr && std::strcmp(candidate->GetId().c_str(), id) == 0) {
+                    kept = candidate;
+                    candidate = nullptr;
+                    break;
+                }
+            }
+            if (kept == nullptr) {
+                void* handle = nullptr;
+                result = m_tlSystem->OpenInterface(id, &handle);
+                if (result != GenTL::GC_ERR_SUCCESS)
+                    VIREO_THROW_PRODUCER_ERROR(result, "Unable to open interface", kUnit, "EnumerateInterfaces",
+                                               "TLOpenInterface");
+                auto* tlInterface = new TLInterface(handle);
+                try {
+                    kept = new Interface(tlInterface, id);
+                } catch (...) {
+                    tlInterface->Close();
+                    delete tlInterface;
+                    throw;
+                }
+            }
+            m_interfaces.push_back(kept);
+        }
+    } catch (...) {
+        for (Interface* iface : previous)
+            if (iface != nullptr) m_interfaces.push_back(iface);  // nothing is lost on failure
+        throw;
+    }
+    for (Interface* iface : previous)
+        if (iface != nullptr) CleanUpInterface(iface);
+}
+
+bool System::RefreshInterfaces() {
+    bool changed = false;
+    const GenTL::GC_ERROR result = m_tlSystem->UpdateInterfaceList(&changed, GENTL_INFINITE);
+    if (result != GenTL::GC_ERR_SUCCESS)
+        VIREO_THROW_PRODUCER_ERROR(result, "Unable to update list of interfaces", kUnit, "UpdateInterfaceList",
+                                   "TLUpdateInterfaceList");
+    if (changed || m_interfaces.empty()) EnumerateInterfaces();
+    return changed;
+}
+
+std::vector<InterfaceInfo> System::GetInterfaces() {
+    std::lock_guard lock(m_systemLock);
+    RefreshInterfaces();
+    std::vector<InterfaceInfo> interfaces;
+    for (Interface* iface : m_interfaces) {
+        const uint64_t mac = GetInfo<uint64_t>(iface->GetTLInterface(), GenTL::INTERFACE_INFO_MAC_ADDRESS);
+        const uint32_t ip = uint32_t(GetInfo<uint64_t>(iface->GetTLInterface(), GenTL::INTERFACE_INFO_IP_ADDRESS));
+        uint32_t mask = 0;
+        if (GenApi::INodeMap* map = iface->GetNodeMap()) {
+            GenApi::CIntegerPtr subnet = map->GetNode("GevInterfaceSubnetMask");
+            if (subnet.IsValid() && GenApi::IsReadable(subnet)) mask = uint32_t(subnet->GetValue());
+        }
+        interfaces.emplace_back(mac, ip, mask);
+    }
+    return interfaces;
+}
+
+bool System::UpdateDevices(unsigned long timeout) {
+    std::lock_guard update(m_updateLock);
+    std::vector<Interface*> interfaces;
+    bool listChanged = false;
+    {
+        std::lock_guard lock(m_systemLock);
+        listChanged = RefreshInterfaces();
+        interfaces = m_interfaces;
+    }
+    // One thread per interface: the scan takes as long as the slowest interface.
+    const size_t count = interfaces.size();
+    std::vector<GenTL::GC_ERROR> results(count, GenTL::GC_ERR_SUCCESS);
+    std::vector<std::string> errorTexts(count);
+    std::unique_ptr<bool[]> changed(new bool[count]());
+    std::vector<std::thread> threads;
+    threads.reserve(count);
+    for (size_t index = 0; index < count; ++index)
+        threads.emplace_back([&, index] {
+            results[index] = interfaces[index]->GetTLInterface()->UpdateDeviceList(&changed[index], timeout);
+            // The producer keeps its last error per thread: read it here, where the call failed.
+            if (results[index] != GenTL::GC_ERR_SUCCESS) errorTexts[index] = FetchLastError();
+        });
+    for (std::thread& thread : threads) thread.join();
+
+    bool anyChanged = listChanged;
+    for (size_t index = 0; index < count; ++index) anyChanged = anyChanged || changed[index];
+    for (size_t index = 0; index < count; ++index)
+        if (results[index] != GenTL::GC_ERR_SUCCESS)
+            ThrowProducerErrorWithText(results[index], "Unable to update list of devices", kUnit, "UpdateDevices",
+                                       "IFUpdateDeviceList", errorTexts[index], VIREO_SOURCE_FILE, __LINE__);
+    return anyChanged;
+}
+
+bool System::UpdateDevices(InterfaceInfo iface, unsigned long timeout) {
+    std::lock_guard update(m_updateLock);
+    Interface* target = nullptr;
+    bool listChanged = false;
+    {
+        std::lock_guard lock(m_systemLock);
+        while (!m_interfaces.empty()) {
+            Interface* old = m_interfaces.back();
+            m_interfaces.pop_back();
+            CleanUpInterface(old);
+        }
+        const GenTL::GC_ERROR result = m_tlSystem->UpdateInterfaceList(&listChanged, GENTL_INFINITE);
+        if (result != GenTL::GC_ERR_SUCCESS)
+            VIREO_THROW_PRODUCER_ERROR(result, "Unable to update list of interfaces", kUnit, "UpdateDevices",
+                                       "TLUpdateInterfaceList");
+        EnumerateInterfaces();
+        for (Interface* candidate : m_interfaces) {
+            if (InterfaceMatches(candidate, iface.MacAddress(), iface.IpAddress())) {
+                target = candidate;
+                break;
+            }
+        }
+    }
+    if (target == nullptr) VIREO_THROW_PLAIN(InvalidArgument, "Matching Interface not found", kUnit, "UpdateDevices");
+    bool changed = false;
+    const GenTL::GC_ERROR result = target->GetTLInterface()->UpdateDeviceList(&changed, timeout);
+    if (result != GenTL::GC_ERR_SUCCESS)
+        VIREO_THROW_PRODUCER_ERROR(result, "Unable to update list of devices", kUnit, "UpdateDevices",
+                                   "IFUpdateDeviceList");
+    return changed || listChanged;
+}
+
+std::vector<DeviceInfo> System::GetDevices() {
+    std::lock_guard lock(m_systemLock);
+    std::vector<DeviceInfo> devices;
+    for (Interface* iface : m_interfaces) {
+        TLInterface* tl = iface->GetTLInterface();
+        uint32_t count = 0;
+        GenTL::GC_ERROR result = tl->GetNumDevices(&count);
+        if (result != GenTL::GC_ERR_SUCCESS)
+            VIREO_THROW_PRODUCER_ERROR(result, "Unable to get number of devices", kUnit, "GetDevices", "IFGetNumDevices");
+        for (uint32_t index = 0; index < count; ++index) {
+            char id[512] = {};
+            size_t size = sizeof id;
+            result = tl->GetDeviceID(index, id, &size);
+            if (result != GenTL::GC_ERR_SUCCESS)
+                VIREO_THROW_PRODUCER_ERROR(result, "Unable to get device ID", kUnit, "GetDevices", "IFGetDeviceID");
+            id[sizeof id - 1] = '\0';
+            DeviceInfo info;
+            DeviceInfo::Record& record = info.Fields();
+            record.modelName = GetInfoString(tl, id, GenTL::DEVICE_INFO_MODEL).c_str();
+            record.vendorName = GetInfoString(tl, id, GenTL::DEVICE_INFO_VENDOR).c_str();
+            record.serialNumber = GetInfoString(tl, id, GenTL::DEVICE_INFO_SERIAL_NUMBER).c_str();
+            record.ipAddress = GetInfo<uint32_t>(tl, id, GenTL::DEVICE_INFO_IP_ADDRESS);
+            record.macAddress = uint64_t(GetInfo<int64_t>(tl, id, GenTL::DEVICE_INFO_MAC_ADDRESS));
+            record.subnetMask = GetInfo<uint32_t>(tl, id, GenTL::DEVICE_INFO_SUBNET_MASK);
+            record.userDefinedName = GetInfoString(tl, id, GenTL::DEVICE_INFO_USER_DEFINED_NAME).c_str();
+            record.defaultGateway = GetInfo<uint32_t>(tl, id, GenTL::DEVICE_INFO_DEFAULT_GATEWAY);
+            record.dhcp = GetInfo<bool>(tl, id, GenTL::DEVICE_INFO_DHCP_ENABLED);
+            record.persistentIp = GetInfo<bool>(tl, id, GenTL::DEVICE_INFO_PERSISTENT_IP_ENABLED);
+            record.lla = GetInfo<bool>(tl, id, GenTL::DEVICE_INFO_LLA_ENABLED);
+            record.deviceId = id;
+            record.interfaceMac = GetInfo<uint64_t>(tl, GenTL::INTERFACE_INFO_MAC_ADDRESS);
+            record.interfaceIp = uint32_t(GetInfo<uint64_t>(tl, GenTL::INTERFACE_INFO_IP_ADDRESS));
+            record.deviceVersion = GetInfoString(tl, id, GenTL::DEVICE_INFO_VERSION).c_str();
+            record.groupVersionMajor = uint64_t(GetInfo<int64_t>(tl, id, GenTL::DEVICE_INFO_DEVICE_GROUP_VERSION_MAJOR));
+            record.groupVersionMinor = uint64_t(GetInfo<int64_t>(tl, id, GenTL::DEVICE_INFO_DEVICE_GROUP_VERSION_MINOR));
+            record.groupMemberCount = uint64_t(GetInfo<int64_t>(tl, id, GenTL::DEVICE_INFO_DEVICE_GROUP_MEMBER_COUNT));
+            record.groupEnable = GetInfo<bool>(tl, id, GenTL::DEVICE_INFO_DEVICE_GROUP_ENABLE);
+            record.groupSerial = GetInfoString(tl, id, GenTL::DEVICE_INFO_DEVICE_GROUP_SERIAL).c_str();
+            record.groupName = GetInfoString(tl, id, GenTL::DEVICE_INFO_DEVICE_GROUP_NAME).c_str();
+            devices.push_back(info);
+        }
+    }
+    return devices;
+}
+
+Interface* System::InterfaceOf(uint64_t macAddress, uint32_t ipAddress, const char* notFound) {
+    for (Interface* iface : m_interfaces)
+        if (InterfaceMatches(iface, macAddress, ipAddress)) return iface;
+    VIREO_THROW_PLAIN(InvalidArgument, notFound, kUnit, "FindInterface");
+}
+
+GenApi::INodeMap* System::GetTLInterfaceNodeMap(DeviceInfo info) {
+    std::lock_guard lock(m_systemLock);
+    const DeviceInfo::Record& record = info.Fields();
+    return InterfaceOf(record.interfaceMac, record.interfaceIp, "Camera Interface not found")->GetNodeMap();
+}
+
+void System::ForceIp(unsigned long mac, unsigned long ip, unsigned long subnet, unsigned long gateway) {
+    std::lock_guard lock(m_systemLock);
+    RefreshInterfaces();
+    // The first interface that reaches the camera does it; the others' failures mean nothing.
+    for (Interface* iface : m_interfaces)
+        if (iface->GetTLInterface()->ForceIp(mac, uint32_t(ip), uint32_t(subnet), uint32_t(gateway)) ==
+            GenTL::GC_ERR_SUCCESS)
+            return;
+}
+
+void System::ForceIp(const char* mac, const char* ip, const char* subnet, const char* gateway) {
+    unsigned char bytes[6] = {};
+    int consumed = -1;
+    const int converted = std::sscanf(mac != nullptr ? mac : "", "%hhx:%hhx:%hhx:%hhx:%hhx:%hhx%n", &bytes[0], &bytes[1],
+                                      &bytes[2], &bytes[3], &bytes[4], &bytes[5], &consumed);
+    // This test refuses every MAC text, well formed or not: the overload is kept to fail so,
+    // and the numeric overload is the one that forces an address.
+    if (converted != 0 || consumed != int(std::strlen(mac != nullptr ? mac : "")))
+        VIREO_THROW_PLAIN(InvalidArgument, "Bad MAC address", kUnit, "ForceIp");
+    uint64_t macValue = 0;
+    for (unsigned char byte : bytes) macValue = macValue << 8 | byte;
+    in_addr address{}, mask{}, route{};
+    inet_pton(AF_INET, ip, &address);
+    inet_pton(AF_INET, subnet, &mask);
+    inet_pton(AF_INET, gateway, &route);
+    ForceIp(macValue, ntohl(address.s_addr), ntohl(mask.s_addr), ntohl(route.s_addr));
+}
+
+Interface* System::InterfaceRoutingTo(const char* ip, const char* failure) {
+    const uint32_t local = ntohl(BestRouteAddress(ip));
+    for (Interface* iface : m_interfaces) {
+        GenApi::INodeMap* map = iface->GetNodeMap();
+        if (map == nullptr) continue;
+        GenApi::CIntegerPtr subnet = map->GetNode("GevInterfaceSubnetIPAddress");
+        if (subnet.IsValid() && uint32_t(subnet->GetValue()) == local) return iface;
+    }
+    VIREO_THROW_PLAIN(InvalidArgument, std::string(failure) + " No interface routes to " + ip + ".", kUnit,
+                      "UnicastDiscovery");
+}
+
+void System::AddUnicastDiscoveryDevice(const char* ip) {
+    std::lock_guard lock(m_systemLock);
+    Interface* iface = InterfaceRoutingTo(ip, "GenTL::System::RemoveUnicastDiscoveryDevice() failed.");
+    in_addr address{};
+    inet_pton(AF_INET, ip, &address);
+    const GenTL::GC_ERROR result = iface->GetTLInterface()->AddUnicastDiscoveryDevice(ntohl(address.s_addr));
+    // The add operation reports its failure in the remove operation's words.
+    if (result != GenTL::GC_ERR_SUCCESS)
+        VIREO_THROW_PLAIN(Runtime, "GenTL::System::RemoveUnicastDiscoveryDevice() failed. Error: [" +
+                                       std::to_string(result) + "].",
+                          kUnit, "AddUnicastDiscoveryDevice");
+}
+
+void System::RemoveUnicastDiscoveryDevice(const char* ip) {
+    std::lock_guard lock(m_systemLock);
+    Interface* iface = InterfaceRoutingTo(ip, "GenTL::System::RemoveUnicastDiscoveryDevice() failed.");
+    in_addr address{};
+    inet_pton(AF_INET, ip, &address);
+    const GenTL::GC_ERROR result = iface->GetTLInterface()->RemoveUnicastDiscoveryDevice(ntohl(address.s_addr));
+    if (result != GenTL::GC_ERR_SUCCESS)
+        VIREO_THROW_PLAIN(Runtime, "GenTL::System::RemoveUnicastDiscoveryDevice() failed. Error: [" +
+                                       std::to_string(result) + "].",
+                          kUnit, "RemoveUnicastDiscoveryDevice");
+}
+
+std::vector<uint32_t> System::GetUnicastDiscoveryDevices() {
+    std::lock_guard lock(m_systemLock);
+    std::vector<uint32_t> addresses;
+    for (Interface* iface : m_interfaces) {
+        uint32_t count = 0;
+        GenTL::GC_ERROR result = iface->GetTLInterface()->GetUnicastDiscoveryDevices(nullptr, &count);
+        std::vector<uint32_t> found(count);
+        if (result == GenTL::GC_ERR_SUCCESS && count > 0)
+            result = iface->GetTLInterface()->GetUnicastDiscoveryDevices(found.data(), &count);
+        if (result != GenTL::GC_ERR_SUCCESS)
+            VIREO_THROW_PLAIN(Runtime, "GenTL::System::GetUnicastDiscoveryDevices() failed. Error: [" +
+                                           std::to_string(result) + "].",
+                              kUnit, "GetUnicastDiscoveryDevices");
+        found.resize(count);
+        addresses.insert(addresses.end(), found.begin(), found.end());
+    }
+    return addresses;
+}
+
+} // namespace Vireo
