@@ -24,6 +24,16 @@ const ProducerFunctions& Producer();
 // that must see exactly what reaches the producer; not for use while other threads call it.
 ProducerFunctions ReplaceProducerForTesting(const ProducerFunctions& functions);
 
+// Calls a producer list update that reports a bool8_t "changed" flag, for callers holding a
+// bool (or none).
+template <class Update>
+GenTL::GC_ERROR UpdateWithChangedFlag(bool* changed, Update update) {
+    GenTL::bool8_t producerChanged = 0;
+    const GenTL::GC_ERROR result = update(changed != nullptr ? &producerChanged : nullptr);
+    if (changed != nullptr) *changed = producerChanged != 0;
+    return result;
+}
+
 // Resolves the functions of the GenTL producer at libraryPath (a path or a soname). Used once
 // by Producer(); callable directly to load another producer.
 ProducerFunctions LoadProducer(const char* libraryPath);

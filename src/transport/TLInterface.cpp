@@ -9,11 +9,9 @@ TLInterface::~TLInterface() = default;
 GenTL::GC_ERROR TLInterface::Close() { return Producer().IFClose(m_handle); }
 
 GenTL::GC_ERROR TLInterface::UpdateDeviceList(bool* changed, uint64_t timeoutMs) {
-    GenTL::bool8_t producerChanged = 0;
-    const GenTL::GC_ERROR result =
-        Producer().IFUpdateDeviceList(m_handle, changed != nullptr ? &producerChanged : nullptr, timeoutMs);
-    if (changed != nullptr) *changed = producerChanged != 0;
-    return result;
+    return UpdateWithChangedFlag(changed, [&](GenTL::bool8_t* flag) {
+        return Producer().IFUpdateDeviceList(m_handle, flag, timeoutMs);
+    });
 }
 
 GenTL::GC_ERROR TLInterface::GetInfo(int32_t cmd, int32_t* type, void* buffer, size_t* size) {

@@ -29,11 +29,9 @@ GenTL::GC_ERROR TLSystem::OpenInterface(const char* id, void** interfaceHandle) 
 }
 
 GenTL::GC_ERROR TLSystem::UpdateInterfaceList(bool* changed, uint64_t timeoutMs) {
-    GenTL::bool8_t producerChanged = 0;
-    const GenTL::GC_ERROR result =
-        Producer().TLUpdateInterfaceList(m_handle, changed != nullptr ? &producerChanged : nullptr, timeoutMs);
-    if (changed != nullptr) *changed = producerChanged != 0;
-    return result;
+    return UpdateWithChangedFlag(changed, [&](GenTL::bool8_t* flag) {
+        return Producer().TLUpdateInterfaceList(m_handle, flag, timeoutMs);
+    });
 }
 
 } // namespace Vireo

@@ -4,13 +4,22 @@
 
 namespace VirtualGenTL {
 
-Feature IntegerFeature(std::string name, std::string category, Access access, int64_t min, int64_t max, int64_t inc,
-                       std::string unit) {
+namespace {
+
+Feature Make(std::string name, std::string category, FeatureKind kind, Access access) {
     Feature feature;
     feature.name = std::move(name);
     feature.category = std::move(category);
-    feature.kind = FeatureKind::Integer;
+    feature.kind = kind;
     feature.access = access;
+    return feature;
+}
+
+} // namespace
+
+Feature IntegerFeature(std::string name, std::string category, Access access, int64_t min, int64_t max, int64_t inc,
+                       std::string unit) {
+    Feature feature = Make(std::move(name), std::move(category), FeatureKind::Integer, access);
     feature.min = min;
     feature.max = max;
     feature.inc = inc;
@@ -19,11 +28,7 @@ Feature IntegerFeature(std::string name, std::string category, Access access, in
 }
 
 Feature FloatFeature(std::string name, std::string category, Access access, double min, double max, std::string unit) {
-    Feature feature;
-    feature.name = std::move(name);
-    feature.category = std::move(category);
-    feature.kind = FeatureKind::Float;
-    feature.access = access;
+    Feature feature = Make(std::move(name), std::move(category), FeatureKind::Float, access);
     feature.floatMin = min;
     feature.floatMax = max;
     feature.unit = std::move(unit);
@@ -31,39 +36,21 @@ Feature FloatFeature(std::string name, std::string category, Access access, doub
 }
 
 Feature BooleanFeature(std::string name, std::string category, Access access) {
-    Feature feature;
-    feature.name = std::move(name);
-    feature.category = std::move(category);
-    feature.kind = FeatureKind::Boolean;
-    feature.access = access;
-    return feature;
+    return Make(std::move(name), std::move(category), FeatureKind::Boolean, access);
 }
 
 Feature EnumerationFeature(std::string name, std::string category, std::vector<EnumEntry> entries, Access access) {
-    Feature feature;
-    feature.name = std::move(name);
-    feature.category = std::move(category);
-    feature.kind = FeatureKind::Enumeration;
-    feature.access = access;
+    Feature feature = Make(std::move(name), std::move(category), FeatureKind::Enumeration, access);
     feature.entries = std::move(entries);
     return feature;
 }
 
 Feature CommandFeature(std::string name, std::string category) {
-    Feature feature;
-    feature.name = std::move(name);
-    feature.category = std::move(category);
-    feature.kind = FeatureKind::Command;
-    feature.access = Access::WO;
-    return feature;
+    return Make(std::move(name), std::move(category), FeatureKind::Command, Access::WO);
 }
 
 Feature StringFeature(std::string name, std::string category, uint32_t length, Access access) {
-    Feature feature;
-    feature.name = std::move(name);
-    feature.category = std::move(category);
-    feature.kind = FeatureKind::String;
-    feature.access = access;
+    Feature feature = Make(std::move(name), std::move(category), FeatureKind::String, access);
     feature.length = length;
     return feature;
 }

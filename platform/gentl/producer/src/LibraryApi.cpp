@@ -24,6 +24,16 @@ RegisterSpace& PortOf(GenTL::PORT_HANDLE handle, std::shared_ptr<Object>& keep) 
     return *keep->Port();
 }
 
+// Runs one register access per entry of a stacked port call.
+template <class Access>
+void ForEachEntry(GenTL::PORT_HANDLE handle, GenTL::S_PORT_REGISTER_STACK_ENTRY* entries, size_t* count, Access access) {
+    std::shared_ptr<Object> keep;
+    RegisterSpace& port = PortOf(handle, keep);
+    const size_t entryCount = *Required(count, "the entry count");
+    if (entryCount > 0) Required(entries, "the entries");
+    for (size_t index = 0; index < entryCount; ++index) access(port, entries[index]);
+}
+
 } // namespace
 
 namespace VirtualGenTL {
@@ -192,23 +202,17 @@ GC_ERROR GCGetPortURLInfo(PORT_HANDLE hPort, uint32_t iURLIndex, URL_INFO_CMD iI
 
 GC_ERROR GCReadPortStacked(PORT_HANDLE hPort, S_PORT_REGISTER_STACK_ENTRY* pEntries, size_t* piNumEntries) {
     return Guard("GCReadPortStacked", [&] {
-        std::shared_ptr<Object> keep;
-        RegisterSpace& port = PortOf(hPort, keep);
-        const size_t count = *Required(piNumEntries, "the entry count");
-        if (count > 0) Required(pEntries, "the entries");
-        for (size_t index = 0; index < count; ++index)
-            port.Read(pEntries[index].Address, pEntries[index].pBuffer, pEntries[index].Size);
+        ForEachEntry(hPort, pEntries, piNumEntries, [](RegisterSpace& port, const S_PORT_REGISTER_STACK_ENTRY& entry) {
+            port.Read(entry.Address, entry.pBuffer, entry.Size);
+        });
     });
 }
 
 GC_ERROR GCWritePortStacked(PORT_HANDLE hPort, S_PORT_REGISTER_STACK_ENTRY* pEntries, size_t* piNumEntries) {
     return Guard("GCWritePortStacked", [&] {
-        std::shared_ptr<Object> keep;
-        RegisterSpace& port = PortOf(hPort, keep);
-        const size_t count = *Required(piNumEntries, "the entry count");
-        if (count > 0) Required(pEntries, "the entries");
-        for (size_t index = 0; index < count; ++index)
-            port.Write(pEntries[index].Address, pEntries[index].pBuffer, pEntries[index].Size);
+        ForEachEntry(hPort, pEntries, piNumEntries, [](RegisterSpace& port, const S_PORT_REGISTER_STACK_ENTRY& entry) {
+            port.Write(entry.Address, entry.pBuffer, entry.Size);
+        });
     });
 }
 
