@@ -2,77 +2,64 @@
 
 #include <dlfcn.h>
 
-#include <cstring>
-#include <mutex>
-#include <string>
+#include <type_traits>
+
+// The standard functions are bound by the dynamic linker to the libgentl.so.1 that the SDK is
+// linked against. The references are weak, so that a producer written to an older GenTL version,
+// which lacks some of the newer functions, still loads: a missing function has a null address
+// and answers GC_ERR_NOT_IMPLEMENTED through a stand-in.
+namespace GenTL {
+extern "C" {
+#define VIREO_GENTL_STANDARD(name) __attribute__((weak)) std::remove_pointer_t<P##name> name;
+#define VIREO_GENTL_EXTENSION(name)
+#include "ProducerFunctions.inc"
+#undef VIREO_GENTL_EXTENSION
+#undef VIREO_GENTL_STANDARD
+}
+} // namespace GenTL
 
 namespace Vireo {
 namespace {
 
 constexpr const char* kProducerLibrary = "libgentl.so.1";
 
-template <GenTL::GC_ERROR Code, class... Arguments>
-GenTL::GC_ERROR Unavailable(Arguments...) {
-    return Code;
-}
-
-// Why the last load failed, handed out by the stand-in GCGetLastError.
-std::mutex g_loadFailureMutex;
-std::string g_loadFailure;
-
-GenTL::GC_ERROR ReportLoadFailure(GenTL::GC_ERROR* code, char* text, size_t* size) {
-    if (code == nullptr || size == nullptr) return GenTL::GC_ERR_INVALID_PARAMETER;
-    *code = GenTL::GC_ERR_NOT_AVAILABLE;
-    std::string failure;
-    {
-        std::lock_guard lock(g_loadFailureMutex);
-        failure = g_loadFailure;
-    }
-    const size_t needed = failure.size() + 1;
-    if (text == nullptr || *size < needed) {
-        *size = needed;
-        return text == nullptr ? GenTL::GC_ERR_SUCCESS : GenTL::GC_ERR_BUFFER_TOO_SMALL;
-    }
-    std::memcpy(text, failure.c_str(), needed);
-    *size = needed;
-    return GenTL::GC_ERR_SUCCESS;
+template <class... Arguments>
+GenTL::GC_ERROR NotImplemented(Arguments...) {
+    return GenTL::GC_ERR_NOT_IMPLEMENTED;
 }
 
 template <class... Arguments>
-void Resolve(GenTL::GC_ERROR (*&function)(Arguments...), void* library, const char* name) {
-    void* symbol = library != nullptr ? dlsym(library, name) : nullptr;
-    if (symbol != nullptr)
-        function = reinterpret_cast<GenTL::GC_ERROR (*)(Arguments...)>(symbol);
-    else if (library != nullptr)
-        function = &Unavailable<GenTL::GC_ERR_NOT_IMPLEMENTED, Arguments...>;
-    else
-        function = &Unavailable<GenTL::GC_ERR_NOT_AVAILABLE, Arguments...>;
+void Bind(GenTL::GC_ERROR (*&function)(Arguments...), GenTL::GC_ERROR (*address)(Arguments...)) {
+    function = address != nullptr ? address : &NotImplemented<Arguments...>;
 }
 
-} // namespace
+template <class... Arguments>
+void Bind(GenTL::GC_ERROR (*&function)(Arguments...), void* symbol) {
+    Bind(function, reinterpret_cast<GenTL::GC_ERROR (*)(Arguments...)>(symbol));
+}
 
-ProducerFunctions LoadProducer(const char* libraryPath) {
-    // Never closed: buffers, handles and threads of the producer may outlive any owner here.
-    void* library = dlopen(libraryPath, RTLD_NOW | RTLD_LOCAL);
-    if (library == nullptr) {
-        const char* reason = dlerror();
-        std::lock_guard lock(g_loadFailureMutex);
-        g_loadFailure = std::string("Unable to load the GenTL producer ") + libraryPath + ": " +
-                        (reason != nullptr ? reason : "unknown reason");
-    }
+// The extensions are looked up in the producer that is already loaded, by name, when the SDK
+// first calls the producer; another vendor's producer simply does not have them.
+void* LookUpExtension(const char* name) {
+    static void* const producer = dlopen(kProducerLibrary, RTLD_NOW | RTLD_NOLOAD);
+    return producer != nullptr ? dlsym(producer, name) : dlsym(RTLD_DEFAULT, name);
+}
+
+ProducerFunctions LinkedProducer() {
     ProducerFunctions functions{};
-#define VIREO_GENTL_FUNCTION(name) Resolve(functions.name, library, #name);
+#define VIREO_GENTL_STANDARD(name) Bind(functions.name, &GenTL::name);
+#define VIREO_GENTL_EXTENSION(name) Bind(functions.name, LookUpExtension(#name));
 #include "ProducerFunctions.inc"
-#undef VIREO_GENTL_FUNCTION
-    if (library == nullptr) functions.GCGetLastError = &ReportLoadFailure;
+#undef VIREO_GENTL_EXTENSION
+#undef VIREO_GENTL_STANDARD
     return functions;
 }
 
-namespace {
 ProducerFunctions& Table() {
-    static ProducerFunctions functions = LoadProducer(kProducerLibrary);
+    static ProducerFunctions functions = LinkedProducer();
     return functions;
 }
+
 } // namespace
 
 const ProducerFunctions& Producer() { return Table(); }

@@ -1,8 +1,7 @@
-// The GenTL producer the SDK talks to. It is loaded at run time, by its soname
-// "libgentl.so.1", so that any GenTL producer installed under that name works, including one
-// that lacks the Vireo extensions: a function the producer does not export answers
-// GC_ERR_NOT_IMPLEMENTED, and when the library cannot be loaded at all every function answers
-// GC_ERR_NOT_AVAILABLE and GCGetLastError explains why.
+// The GenTL producer the SDK talks to: the libgentl.so.1 it is linked against, so that any GenTL
+// producer installed under that name works. The standard functions are bound by the dynamic
+// linker, the producer's extensions are looked up at run time; a function the producer does not
+// export answers GC_ERR_NOT_IMPLEMENTED, which callers report like any producer error.
 #ifndef VIREO_SRC_TRANSPORT_PRODUCER_H
 #define VIREO_SRC_TRANSPORT_PRODUCER_H
 
@@ -33,10 +32,6 @@ GenTL::GC_ERROR UpdateWithChangedFlag(bool* changed, Update update) {
     if (changed != nullptr) *changed = producerChanged != 0;
     return result;
 }
-
-// Resolves the functions of the GenTL producer at libraryPath (a path or a soname). Used once
-// by Producer(); callable directly to load another producer.
-ProducerFunctions LoadProducer(const char* libraryPath);
 
 } // namespace Vireo
 

@@ -17,6 +17,12 @@ extern "C" {
  * succeed, then fails the next one with `code` and last-error text `text`. */
 GC_IMPORT_EXPORT VIRTUAL_PRODUCER_GENTL(GC_ERROR) VirtualProducerFailCall(const char* function, uint64_t callsBefore,
                                                          VIRTUAL_PRODUCER_GENTL(GC_ERROR) code, const char* text);
+/* Like VirtualProducerFailCall, counting and failing only the calls that address one module:
+ * the interface or device whose ID (as TLGetInterfaceID or IFGetDeviceID report it) is
+ * `moduleId`, e.g. IFUpdateDeviceList on "VirtualGigE1" alone. */
+GC_IMPORT_EXPORT VIRTUAL_PRODUCER_GENTL(GC_ERROR) VirtualProducerFailCallOn(const char* function, const char* moduleId,
+                                                           uint64_t callsBefore, VIRTUAL_PRODUCER_GENTL(GC_ERROR) code,
+                                                           const char* text);
 /* Removes every injected failure that has not fired yet. */
 GC_IMPORT_EXPORT void VirtualProducerClearFaults(void);
 /* Takes a camera, by serial number, off the network (0) or brings it back (1). */

@@ -46,6 +46,20 @@ GenTL::GC_ERROR VirtualProducerFailCall(const char* function, uint64_t callsBefo
     });
 }
 
+GenTL::GC_ERROR VirtualProducerFailCallOn(const char* function, const char* moduleId, uint64_t callsBefore,
+                                          GenTL::GC_ERROR code, const char* text) {
+    return Control("VirtualProducerFailCallOn", [&] {
+        if (function == nullptr) Fail(GenTL::GC_ERR_INVALID_PARAMETER, "the function name is null");
+        if (moduleId == nullptr) Fail(GenTL::GC_ERR_INVALID_PARAMETER, "the module ID is null");
+        if (code == GenTL::GC_ERR_SUCCESS) Fail(GenTL::GC_ERR_INVALID_PARAMETER, "a failure needs a failure code");
+        ProducerState& state = ProducerState::Instance();
+        std::lock_guard lock(state.mutex);
+        state.faults[ScopedFaultKey(function, moduleId)] =
+            InjectedFault{callsBefore, code, text != nullptr ? text : "injected failure"};
+        state.faultCount = state.faults.size();
+    });
+}
+
 void VirtualProducerClearFaults(void) {
     ProducerState& state = ProducerState::Instance();
     std::lock_guard lock(state.mutex);

@@ -34,10 +34,28 @@ GenTL::GC_ERROR Guard(const char* function, Body&& body);
 
 // Whether the control interface asked this call of the function to fail; throws if so.
 void CheckInjectedFault(const char* function);
+// Likewise for a fault aimed at one module: the running entry point's calls on the module with
+// this ID (an interface or device ID).
+void CheckInjectedFaultOn(const std::string& moduleId);
+
+// The entry point that the calling thread is running, for faults aimed at one module.
+class CurrentEntryPoint {
+public:
+    explicit CurrentEntryPoint(const char* function) : m_previous(s_function) { s_function = function; }
+    ~CurrentEntryPoint() { s_function = m_previous; }
+    CurrentEntryPoint(const CurrentEntryPoint&) = delete;
+    CurrentEntryPoint& operator=(const CurrentEntryPoint&) = delete;
+    static const char* Name() { return s_function; }
+
+private:
+    const char* m_previous;
+    static thread_local const char* s_function;
+};
 
 template <class Body>
 GenTL::GC_ERROR Guard(const char* function, Body&& body) {
     try {
+        const CurrentEntryPoint entryPoint(function);
         CheckInjectedFault(function);
         body();
         return GenTL::GC_ERR_SUCCESS;

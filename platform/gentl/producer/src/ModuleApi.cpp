@@ -1,5 +1,6 @@
 // The system, interface and device functions of the GenTL C API.
 #include "Modules.h"
+#include "OpenModules.h"
 #include "ProducerState.h"
 
 using namespace VirtualGenTL;
@@ -14,21 +15,6 @@ namespace {
 std::string RequiredId(const char* id, const char* what) {
     if (id == nullptr) Fail(GenTL::GC_ERR_INVALID_PARAMETER, std::string(what) + " is null");
     return id;
-}
-
-std::shared_ptr<System> OpenSystem(GenTL::TL_HANDLE handle) {
-    RequireInitialized();
-    return Handles::Get<System>(handle, "system");
-}
-
-std::shared_ptr<Interface> OpenInterface(GenTL::IF_HANDLE handle) {
-    RequireInitialized();
-    return Handles::Get<Interface>(handle, "interface");
-}
-
-std::shared_ptr<Device> OpenDevice(GenTL::DEV_HANDLE handle) {
-    RequireInitialized();
-    return Handles::Get<Device>(handle, "device");
 }
 
 } // namespace
@@ -217,39 +203,6 @@ GC_ERROR DevClose(DEV_HANDLE hDevice) {
 
 GC_ERROR DevGetParentIF(DEV_HANDLE hDevice, IF_HANDLE* phIface) {
     return Guard("DevGetParentIF", [&] { *Required(phIface, "the interface handle") = OpenDevice(hDevice)->ParentHandle(); });
-}
-
-GC_ERROR IFForceIp(IF_HANDLE hIface, uint64_t iMacAddress, uint32_t iIpAddress, uint32_t iSubnetMask,
-                   uint32_t iDefaultGateway) {
-    return Guard("IFForceIp", [&] { OpenInterface(hIface)->ForceIp(iMacAddress, iIpAddress, iSubnetMask, iDefaultGateway); });
-}
-
-GC_ERROR IFAddUnicastDiscoveryDevice(IF_HANDLE hIface, uint32_t iIpAddress) {
-    return Guard("IFAddUnicastDiscoveryDevice", [&] { OpenInterface(hIface)->AddUnicastDevice(iIpAddress); });
-}
-
-GC_ERROR IFRemoveUnicastDiscoveryDevice(IF_HANDLE hIface, uint32_t iIpAddress) {
-    return Guard("IFRemoveUnicastDiscoveryDevice", [&] { OpenInterface(hIface)->RemoveUnicastDevice(iIpAddress); });
-}
-
-GC_ERROR IFGetUnicastDiscoveryDevices(IF_HANDLE hIface, uint32_t* piIpAddresses, uint32_t* piCount) {
-    return Guard("IFGetUnicastDiscoveryDevices", [&] {
-        const std::vector<uint32_t> addresses = OpenInterface(hIface)->UnicastDevices();
-        Required(piCount, "the count");
-        if (piIpAddresses != nullptr) {
-            if (*piCount < addresses.size()) {
-                *piCount = uint32_t(addresses.size());
-                Fail(GC_ERR_BUFFER_TOO_SMALL, "room for " + std::to_string(addresses.size()) + " addresses is needed");
-            }
-            std::copy(addresses.begin(), addresses.end(), piIpAddresses);
-        }
-        *piCount = uint32_t(addresses.size());
-    });
-}
-
-GC_ERROR DevSendActionCommand(DEV_HANDLE hDevice, uint32_t iDeviceKey, uint32_t iGroupKey, uint32_t iGroupMask,
-                              uint64_t /*iTimeout*/) {
-    return Guard("DevSendActionCommand", [&] { OpenDevice(hDevice)->SendActionCommand(iDeviceKey, iGroupKey, iGroupMask); });
 }
 
 } // namespace GenTL

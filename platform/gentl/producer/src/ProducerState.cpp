@@ -49,11 +49,14 @@ void RequireInitialized() {
     if (!ProducerState::Instance().initialized.load(std::memory_order_acquire)) Fail(GenTL::GC_ERR_NOT_INITIALIZED, "GCInitLib has not been called");
 }
 
-void CheckInjectedFault(const char* function) {
+thread_local const char* CurrentEntryPoint::s_function = nullptr;
+
+namespace {
+
+void CheckFault(const std::string& key) {
     ProducerState& state = ProducerState::Instance();
-    if (state.faultCount.load(std::memory_order_acquire) == 0) return;
     std::lock_guard lock(state.mutex);
-    const auto found = state.faults.find(function);
+    const auto found = state.faults.find(key);
     if (found == state.faults.end()) return;
     if (found->second.callsBeforeFailure > 0) {
         --found->second.callsBeforeFailure;
@@ -63,6 +66,19 @@ void CheckInjectedFault(const char* function) {
     state.faults.erase(found);
     state.faultCount = state.faults.size();
     throw ProducerError(fault.code, fault.text);
+}
+
+} // namespace
+
+void CheckInjectedFault(const char* function) {
+    if (ProducerState::Instance().faultCount.load(std::memory_order_acquire) == 0) return;
+    CheckFault(function);
+}
+
+void CheckInjectedFaultOn(const std::string& moduleId) {
+    if (ProducerState::Instance().faultCount.load(std::memory_order_acquire) == 0) return;
+    const char* function = CurrentEntryPoint::Name();
+    if (function != nullptr) CheckFault(ScopedFaultKey(function, moduleId.c_str()));
 }
 
 } // namespace VirtualGenTL

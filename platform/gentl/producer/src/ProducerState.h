@@ -50,6 +50,11 @@ public:
     std::vector<NetworkCamera> CamerasOn(uint32_t interfaceIndex);
 };
 
+// The fault table's key of a fault aimed at one module.
+inline std::string ScopedFaultKey(const char* function, const char* moduleId) {
+    return std::string(function) + "@" + moduleId;
+}
+
 // Throws unless the library is initialised.
 void RequireInitialized();
 

@@ -1,5 +1,6 @@
 // The data stream functions of the GenTL C API.
 #include "Modules.h"
+#include "OpenModules.h"
 #include "ProducerState.h"
 
 using namespace VirtualGenTL;
@@ -7,15 +8,6 @@ using namespace VirtualGenTL;
 namespace VirtualGenTL {
 void ForgetEventsOf(void* source);
 } // namespace VirtualGenTL
-
-namespace {
-
-std::shared_ptr<DataStream> OpenStream(GenTL::DS_HANDLE handle) {
-    RequireInitialized();
-    return Handles::Get<DataStream>(handle, "data stream");
-}
-
-} // namespace
 
 namespace GenTL {
 
@@ -120,20 +112,6 @@ GC_ERROR DSGetBufferPartInfo(DS_HANDLE hDataStream, BUFFER_HANDLE hBuffer, uint3
         InfoAnswer answer(piType, pBuffer, piSize);
         stream->PartInfo(hBuffer, iPartIndex, iInfoCmd, answer);
     });
-}
-
-GC_ERROR DSWaitForNextLeader(DS_HANDLE hDataStream, uint64_t iTimeout) {
-    return Guard("DSWaitForNextLeader", [&] { OpenStream(hDataStream)->WaitForNextLeader(iTimeout); });
-}
-
-GC_ERROR DSResetWaitForNextLeader(DS_HANDLE hDataStream) {
-    return Guard("DSResetWaitForNextLeader", [&] { OpenStream(hDataStream)->ResetWaitForNextLeader(); });
-}
-
-GC_ERROR DSSetupResendRetryParams(DS_HANDLE hDataStream, uint64_t iResendWindowFrameCount, double dFrameRate,
-                                  const char* /*sSerialNumber*/, const char* /*sFirmwareVersion*/, int32_t /*iWidth*/,
-                                  int32_t /*iHeight*/) {
-    return Guard("DSSetupResendRetryParams", [&] { OpenStream(hDataStream)->SetupResend(iResendWindowFrameCount, dFrameRate); });
 }
 
 } // namespace GenTL

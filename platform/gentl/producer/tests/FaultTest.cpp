@@ -19,6 +19,25 @@ TEST_F(Faults, TheNthCallOfAFunctionFailsAsInjected) {
     EXPECT_EQ(VirtualProducerFailCall("GCInitLib", 0, GC_ERR_SUCCESS, "x"), GC_ERR_INVALID_PARAMETER);
 }
 
+TEST_F(Faults, AFaultAimedAtOneModuleSparesTheOthers) {
+    IF_HANDLE second = nullptr;
+    ASSERT_EQ(TLOpenInterface(system, "VirtualGigE1", &second), GC_ERR_SUCCESS) << LastErrorText();
+    ASSERT_EQ(VirtualProducerFailCallOn("IFUpdateDeviceList", "VirtualGigE1", 1, GC_ERR_IO, "link down"), GC_ERR_SUCCESS);
+    bool8_t changed = 0;
+    for (int call = 0; call < 3; ++call) EXPECT_EQ(IFUpdateDeviceList(iface, &changed, 10), GC_ERR_SUCCESS);
+    EXPECT_EQ(IFUpdateDeviceList(second, &changed, 10), GC_ERR_SUCCESS) << "the first call on it is spared";
+    EXPECT_EQ(IFUpdateDeviceList(second, &changed, 10), GC_ERR_IO);
+    EXPECT_EQ(LastErrorText(), "IFUpdateDeviceList: link down");
+    EXPECT_EQ(IFUpdateDeviceList(second, &changed, 10), GC_ERR_SUCCESS);
+
+    OpenCamera();
+    ASSERT_EQ(VirtualProducerFailCallOn("DevGetNumDataStreams", "VC2448C-0001", 0, GC_ERR_BUSY, "busy"), GC_ERR_SUCCESS);
+    uint32_t streams = 0;
+    EXPECT_EQ(DevGetNumDataStreams(device, &streams), GC_ERR_BUSY);
+    EXPECT_EQ(VirtualProducerFailCallOn("IFUpdateDeviceList", nullptr, 0, GC_ERR_IO, "x"), GC_ERR_INVALID_PARAMETER);
+    EXPECT_EQ(IFClose(second), GC_ERR_SUCCESS);
+}
+
 TEST_F(Faults, ADisconnectedCameraStopsAnsweringAndIsReportedSo) {
     OpenCamera();
     ASSERT_EQ(VirtualProducerSetConnected("VC2448C-0001", 0), GC_ERR_SUCCESS);
