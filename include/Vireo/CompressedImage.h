@@ -25,8 +25,16 @@ public:
     size_t GetNumChannels() override;
 
 protected:
-    // The values of a copy, read before the shared Buffer part copies the data block.
-    struct Snapshot;
+    // The values of a copy, read before the shared Buffer part copies the data block (here so
+    // that the classes combining a compressed image with other parts can take it first too).
+    struct Snapshot {
+        explicit Snapshot(CompressedImage* other)
+            : pixelFormat(std::make_unique<uint64_t>(other->GetPixelFormat())),
+              timestampNs(std::make_unique<uint64_t>(other->GetTimestampNs())),
+              leaderReceivedTimestamp(std::make_unique<uint64_t>(other->GetLeaderReceivedTimestamp())) {}
+
+        std::unique_ptr<uint64_t> pixelFormat, timestampNs, leaderReceivedTimestamp;
+    };
     CompressedImage(CompressedImage* other, Snapshot&& snapshot);
 
     std::unique_ptr<uint64_t> m_pixelFormat;

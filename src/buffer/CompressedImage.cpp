@@ -10,15 +10,6 @@ CompressedImage::CompressedImage() = default;
 
 CompressedImage::CompressedImage(TLDataStream* stream, void* hBuffer) : Buffer(stream, hBuffer) {}
 
-struct CompressedImage::Snapshot {
-    explicit Snapshot(CompressedImage* other)
-        : pixelFormat(std::make_unique<uint64_t>(other->GetPixelFormat())),
-          timestampNs(std::make_unique<uint64_t>(other->GetTimestampNs())),
-          leaderReceivedTimestamp(std::make_unique<uint64_t>(other->GetLeaderReceivedTimestamp())) {}
-
-    std::unique_ptr<uint64_t> pixelFormat, timestampNs, leaderReceivedTimestamp;
-};
-
 CompressedImage::CompressedImage(CompressedImage* other) : CompressedImage(other, Snapshot(other)) {}
 
 CompressedImage::CompressedImage(CompressedImage* other, Snapshot&& snapshot)

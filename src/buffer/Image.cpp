@@ -10,24 +10,6 @@ Image::Image() = default;
 
 Image::Image(TLDataStream* stream, void* hBuffer) : Buffer(stream, hBuffer) {}
 
-struct Image::Snapshot {
-    explicit Snapshot(Image* other)
-        : width(std::make_unique<uint64_t>(other->GetWidth())),
-          height(std::make_unique<uint64_t>(other->GetHeight())),
-          offsetX(std::make_unique<uint64_t>(other->GetOffsetX())),
-          offsetY(std::make_unique<uint64_t>(other->GetOffsetY())),
-          pixelFormat(std::make_unique<uint64_t>(other->GetPixelFormat())),
-          paddingX(std::make_unique<uint64_t>(other->GetPaddingX())),
-          paddingY(std::make_unique<uint64_t>(other->GetPaddingY())),
-          pixelEndianness(std::make_unique<int32_t>(other->GetPixelEndianness())),
-          timestampNs(std::make_unique<uint64_t>(other->GetTimestampNs())),
-          leaderReceivedTimestamp(std::make_unique<uint64_t>(other->GetLeaderReceivedTimestamp())) {}
-
-    std::unique_ptr<uint64_t> width, height, offsetX, offsetY, pixelFormat, paddingX, paddingY;
-    std::unique_ptr<int32_t> pixelEndianness;
-    std::unique_ptr<uint64_t> timestampNs, leaderReceivedTimestamp;
-};
-
 Image::Image(Image* other) : Image(other, Snapshot(other)) {}
 
 Image::Image(Image* other, Snapshot&& snapshot)
