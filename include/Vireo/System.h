@@ -7,7 +7,10 @@
 #include <vector>
 
 #include <GenApi/INodeMap.h>
+#include <Vireo/ALogger.h>
+#include <Vireo/DeviceCbManager.h>
 #include <Vireo/DeviceInfo.h>
+#include <Vireo/IDevice.h>
 #include <Vireo/Interface.h>
 #include <Vireo/Port.h>
 #include <Vireo/TLSystem.h>
@@ -24,12 +27,22 @@ public:
     virtual bool UpdateDevices(InterfaceInfo iface, unsigned long timeout) = 0;
     // The cameras the last scan found, interface by interface.
     virtual std::vector<DeviceInfo> GetDevices() = 0;
+    // Opens the camera; give it back through DestroyDevice.
+    virtual IDevice* CreateDevice(DeviceInfo info) = 0;
+    // Stops the camera's stream if it runs, and closes it.
+    virtual void DestroyDevice(IDevice* device) = 0;
     virtual GenApi::INodeMap* GetTLSystemNodeMap() = 0;
     // The node map of the interface the camera was found on.
     virtual GenApi::INodeMap* GetTLInterfaceNodeMap(DeviceInfo info) = 0;
     // Gives the camera with this MAC address a temporary IP configuration (host order).
     virtual void ForceIp(unsigned long mac, unsigned long ip, unsigned long subnet, unsigned long gateway) = 0;
     virtual void ForceIp(const char* mac, const char* ip, const char* subnet, const char* gateway) = 0;
+    // The callback hears, on the system's watcher thread, of every change of the device's
+    // connection state, within about half a second.
+    virtual void RegisterDeviceDisconnectCallback(IDevice* device, IDisconnectCallback* callback) = 0;
+    virtual void DeregisterDeviceDisconnectCallback(IDisconnectCallback* callback) = 0;
+    // Stops the watcher thread.
+    virtual void DeregisterAllDeviceDisconnectCallbacks() = 0;
     // Cameras behind routers, which broadcasts do not reach, are discovered at these addresses.
     virtual void AddUnicastDiscoveryDevice(const char* ip) = 0;
     virtual void RemoveUnicastDiscoveryDevice(const char* ip) = 0;
@@ -50,10 +63,21 @@ public:
     bool UpdateDevices(unsigned long timeout) override;
     bool UpdateDevices(InterfaceInfo iface, unsigned long timeout) override;
     std::vector<DeviceInfo> GetDevices() override;
+    IDevice* CreateDevice(DeviceInfo info) override;
+    void DestroyDevice(IDevice* device) override;
     GenApi::INodeMap* GetTLSystemNodeMap() override { return m_nodeMap; }
+    // The system's logger (also reachable as the process-wide logging service).
+    ALogger& GetLogger() { return m_logger; }
     GenApi::INodeMap* GetTLInterfaceNodeMap(DeviceInfo info) override;
     void ForceIp(unsigned long mac, unsigned long ip, unsigned long subnet, unsigned long gateway) override;
     void ForceIp(const char* mac, const char* ip, const char* subnet, const char* gateway) override;
+    void RegisterDeviceDisconnectCallback(IDevice* device, IDisconnectCallback* callback) override {
+        m_deviceCallbacks.RegisterCallback(device, callback);
+    }
+    void DeregisterDeviceDisconnectCallback(IDisconnectCallback* callback) override {
+        m_deviceCallbacks.DeregisterCallback(callback);
+    }
+    void DeregisterAllDeviceDisconnectCallbacks() override { m_deviceCallbacks.DeregisterAllCallbacks(); }
     void AddUnicastDiscoveryDevice(const char* ip) override;
     void RemoveUnicastDiscoveryDevice(const char* ip) override;
     std::vector<uint32_t> GetUnicastDiscoveryDevices() override;
@@ -72,6 +96,8 @@ private:
     std::recursive_mutex m_systemLock;  // every operation on the interfaces and devices
     std::mutex m_updateLock;            // one device scan at a time
     uint64_t m_word = 0;
+    ALogger m_logger;  // configured by pelgo_log.conf in the working directory
+    DeviceCbManager m_deviceCallbacks;
 };
 
 } // namespace Vireo

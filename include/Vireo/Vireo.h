@@ -6,6 +6,7 @@
 
 #include <Vireo/Config.h>
 #include <Vireo/Library.h>
+#include <Vireo/ALogger.h>
 #include <Vireo/PixelFormat.h>
 
 #include <Vireo/TLBase.h>
@@ -18,14 +19,18 @@
 #include <Vireo/DeviceInfo.h>
 #include <Vireo/Interface.h>
 #include <Vireo/System.h>
+#include <Vireo/NodeAccess.h>
 
 #include <Vireo/IBuffer.h>
 #include <Vireo/IChunkData.h>
 #include <Vireo/ICompressedImage.h>
 #include <Vireo/IImage.h>
 #include <Vireo/Buffer.h>
+#include <Vireo/ChunkData.h>
 #include <Vireo/CompressedImage.h>
+#include <Vireo/CompressedImageExtendedChunk.h>
 #include <Vireo/Image.h>
+#include <Vireo/ImageExtendedChunk.h>
 #include <Vireo/Crc.h>
 #include <Vireo/QoiCodec.h>
 

@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
+#include <utility>
 
 #include <GenApi/NodeMapFactory.h>
 
@@ -46,15 +47,10 @@ std::string PortNameFor(const std::string& fileName) {
     return stem + "Port";
 }
 
-GenApi::INodeMap* InitNodeMap(TLBase* module, Port& port) {
-    char url[256] = {};
-    size_t size = sizeof url;
-    const GenTL::GC_ERROR result = module->GetPortURL(url, &size);
-    if (result != GenTL::GC_ERR_SUCCESS)
-        VIREO_THROW_PRODUCER_ERROR(result, "Unable to get port URL", "NodeMap", "GetUrl", "GCGetPortURL");
-    url[sizeof url - 1] = '\0';
+namespace {
 
-    const DescriptionLocation location = ParseDescriptionUrl(url);
+// The description file a port URL points to; empty when a named file cannot be read.
+std::vector<uint8_t> ReadDescription(TLBase* module, const DescriptionLocation& location) {
     std::vector<uint8_t> description;
     if (location.local) {
         description.resize(static_cast<size_t>(location.length));
@@ -66,13 +62,45 @@ GenApi::INodeMap* InitNodeMap(TLBase* module, Port& port) {
         std::ifstream file(location.path, std::ios::binary);
         if (file) description.assign(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
     }
-    if (description.empty()) return nullptr;
+    return description;
+}
 
+GenApi::INodeMap* CreateConnected(std::vector<uint8_t>& description, Port& port, const std::string& portName,
+                                  std::vector<uint8_t>* descriptionOut) {
+    if (description.empty()) return nullptr;
     GenApi::CNodeMapFactory factory(GenApi::ContentType_Auto, description.data(), description.size(),
                                     GenApi::CacheUsage_Automatic, false);
     GenApi::INodeMap* map = factory.CreateNodeMap("Device", true);
-    map->Connect(&port, PortNameFor(location.fileName).c_str());
+    map->Connect(&port, portName.c_str());
+    if (descriptionOut != nullptr) *descriptionOut = std::move(description);
     return map;
+}
+
+} // namespace
+
+GenApi::INodeMap* InitNodeMap(TLBase* module, Port& port, std::vector<uint8_t>* descriptionOut) {
+    char url[256] = {};
+    size_t size = sizeof url;
+    const GenTL::GC_ERROR result = module->GetPortURL(url, &size);
+    if (result != GenTL::GC_ERR_SUCCESS)
+        VIREO_THROW_PRODUCER_ERROR(result, "Unable to get port URL", "NodeMap", "GetUrl", "GCGetPortURL");
+    url[sizeof url - 1] = '\0';
+    const DescriptionLocation location = ParseDescriptionUrl(url);
+    std::vector<uint8_t> description = ReadDescription(module, location);
+    return CreateConnected(description, port, PortNameFor(location.fileName), descriptionOut);
+}
+
+GenApi::INodeMap* InitRemoteNodeMap(TLBase* remote, Port& port, std::vector<uint8_t>* descriptionOut) {
+    char url[256] = {};
+    size_t size = sizeof url;
+    int32_t type = 0;
+    const GenTL::GC_ERROR result = remote->GetPortURLInfo(0, GenTL::URL_INFO_URL, &type, url, &size);
+    if (result != GenTL::GC_ERR_SUCCESS)
+        VIREO_THROW_PRODUCER_ERROR(result, "Unable to get port URL", "Device", "GetUrl",
+                                   "GCGetPortURLInfo, URL_INFO_URL");
+    url[sizeof url - 1] = '\0';
+    std::vector<uint8_t> description = ReadDescription(remote, ParseDescriptionUrl(url));
+    return CreateConnected(description, port, "Device", descriptionOut);
 }
 
 } // namespace Vireo

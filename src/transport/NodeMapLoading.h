@@ -12,8 +12,14 @@
 namespace Vireo {
 
 // The module's node map, connected to port, owned by the caller (destroy it through
-// GenApi::IDestroy); null when the URL names a file that cannot be read.
-GenApi::INodeMap* InitNodeMap(TLBase* module, Port& port);
+// GenApi::IDestroy); null when the URL names a file that cannot be read. The description file's
+// bytes, as read (possibly zipped), go to *description when it is given.
+GenApi::INodeMap* InitNodeMap(TLBase* module, Port& port, std::vector<uint8_t>* description = nullptr);
+
+// The camera's own node map, over its remote device port: the description file comes from the
+// port's first URL (GCGetPortURLInfo) and the node map connects under "Device", the port name
+// of camera description files.
+GenApi::INodeMap* InitRemoteNodeMap(TLBase* remote, Port& port, std::vector<uint8_t>* description = nullptr);
 
 // The pieces of a port URL, as InitNodeMap reads them.
 struct DescriptionLocation {

@@ -7,6 +7,7 @@
 #include <thread>
 
 #include <GenApi/GenApi.h>
+#include <Vireo/Device.h>
 
 #include "../factory/FactoryState.h"
 #include "DeviceInfoRecord.h"
@@ -262,6 +263,46 @@ std::vector<DeviceInfo> System::GetDevices() {
         }
     }
     return devices;
+}
+
+// The one place where devices are made, so that the device's construction stays its own.
+static IDevice* ConstructDevice(TLDevice* tlDevice, Interface* iface) { return new Device(tlDevice, iface); }
+
+IDevice* System::CreateDevice(DeviceInfo info) {
+    std::lock_guard lock(m_systemLock);
+    const DeviceInfo::Record& record = info.Fields();
+    Interface* iface = InterfaceOf(record.interfaceMac, record.interfaceIp, "Camera Interface not found");
+    void* handle = nullptr;
+    const GenTL::GC_ERROR result =
+        iface->GetTLInterface()->OpenDevice(record.deviceId.c_str(), GenTL::DEVICE_ACCESS_CONTROL, &handle);
+    if (result == GenTL::GC_ERR_RESOURCE_IN_USE)
+        VIREO_THROW_PLAIN(LogicalError, "Failure opening device due to device already being open", kUnit,
+                          "CreateDevice");
+    if (result != GenTL::GC_ERR_SUCCESS)
+        VIREO_THROW_PRODUCER_ERROR(result, "Unable to open device", kUnit, "CreateDevice", "IFOpenDevice");
+    IDevice* device = ConstructDevice(new TLDevice(handle), iface);
+    iface->AddDevice(device);
+    return device;
+}
+
+void System::DestroyDevice(IDevice* device) {
+    if (device != nullptr) {
+        try {
+            device->StopStream();
+        } catch (const GenICam::TimeoutException&) {
+        } catch (const GenICam::GenericException& error) {
+            // The stream was not running, or the device is gone already.
+            const std::string text = error.what();
+            if (text.find("RESOURCE_IN_USE") == std::string::npos && text.find("Code:-1010") == std::string::npos &&
+                text.find("GC_ERR_ABORT") == std::string::npos)
+                throw;
+        }
+    }
+    auto* concrete = dynamic_cast<Device*>(device);
+    if (concrete == nullptr) VIREO_THROW_PLAIN(InvalidArgument, "Device is null", kUnit, "DestroyDevice");
+    std::lock_guard lock(m_systemLock);
+    if (Interface* iface = concrete->GetInterface()) iface->RemoveDevice(device);
+    delete concrete;
 }
 
 Interface* System::InterfaceOf(uint64_t macAddress, uint32_t ipAddress, const char* notFound) {

@@ -1,3 +1,4 @@
+#include <Vireo/Device.h>
 #include <Vireo/System.h>
 #include <Vireo/Library.h>
 
@@ -8,7 +9,11 @@
 
 #include <arpa/inet.h>
 
+#include <chrono>
+#include <cstdlib>
+#include <condition_variable>
 #include <memory>
+#include <mutex>
 #include <set>
 
 #include "transport/Producer.h"
@@ -143,6 +148,85 @@ TEST_F(Discovery, AFailingScanNamesTheProducerError) {
               "GenTL::TLUpdateInterfaceList); TLUpdateInterfaceList: busy");
 }
 
+TEST_F(Discovery, TwoFailingInterfacesReportTheFirstOnesCode) {
+    ASSERT_EQ(VirtualProducerFailCallOn("IFUpdateDeviceList", "VirtualGigE1", 0, GenTL::GC_ERR_TIMEOUT, "no answer"),
+              GenTL::GC_ERR_SUCCESS);
+    EXPECT_EQ(TextOf([&] { system->UpdateDevices(100); }),
+              "TimeoutException (GC_ERR_TIMEOUT): Unable to update list of devices (System, UpdateDevices; "
+              "GenTL::IFUpdateDeviceList); IFUpdateDeviceList: no answer");
+    ASSERT_EQ(VirtualProducerFailCallOn("IFUpdateDeviceList", "VirtualGigE1", 0, GenTL::GC_ERR_TIMEOUT, "no answer"),
+              GenTL::GC_ERR_SUCCESS);
+    ASSERT_EQ(VirtualProducerFailCallOn("IFUpdateDeviceList", "VirtualGigE0", 0, GenTL::GC_ERR_IO, "link down"),
+              GenTL::GC_ERR_SUCCESS);
+    EXPECT_EQ(TextOf([&] { system->UpdateDevices(100); }),
+              "RuntimeException (GC_ERR_IO): Unable to update list of devices (System, UpdateDevices; "
+              "GenTL::IFUpdateDeviceList); IFUpdateDeviceList: link down");
+    EXPECT_TRUE(system->UpdateDevices(100)) << "the second interface's cameras appear with its first good scan";
+}
+
+TEST_F(Discovery, ADeviceOpensOnceAndClosesWhetherOrNotItStreams) {
+    system->UpdateDevices(100);
+    const DeviceInfo colour = system->GetDevices().front();
+    IDevice* device = system->CreateDevice(colour);
+    ASSERT_NE(device, nullptr);
+    EXPECT_EQ(GenApi::CStringPtr(device->GetNodeMap()->GetNode("DeviceSerialNumber"))->GetValue(), "VC2448C-0001");
+    EXPECT_EQ(device->GetTLInterfaceNodeMap(), system->GetTLInterfaceNodeMap(colour));
+    EXPECT_EQ(TextOf([&] { system->CreateDevice(colour); }),
+              "LogicalErrorException: Failure opening device due to device already being open (System, CreateDevice)");
+    system->DestroyDevice(device);  // never streamed: the failed stop is no reason to keep it
+
+    device = system->CreateDevice(colour);
+    device->StartStream(4);
+    system->DestroyDevice(device);
+    EXPECT_EQ(TextOf([&] { system->DestroyDevice(nullptr); }),
+              "InvalidArgumentException: Device is null (System, DestroyDevice)");
+
+    ASSERT_EQ(VirtualProducerFailCall("IFOpenDevice", 0, GenTL::GC_ERR_ACCESS_DENIED, "opened by another host"),
+              GenTL::GC_ERR_SUCCESS);
+    EXPECT_EQ(TextOf([&] { system->CreateDevice(colour); }),
+              "AccessException (GC_ERR_ACCESS_DENIED): Unable to open device (System, CreateDevice; "
+              "GenTL::IFOpenDevice); IFOpenDevice: opened by another host");
+    EXPECT_EQ(TextOf([&] { system->CreateDevice(DeviceInfo()); }),
+              "InvalidArgumentException: Camera Interface not found (System, FindInterface)");
+}
+
+TEST_F(Discovery, TheDisconnectCallbackHearsOfEveryChange) {
+    struct Watcher : IDisconnectCallback {
+        void OnDeviceDisconnected(IDevice* device) override {
+            std::lock_guard lock(mutex);
+            calls.push_back(device->IsConnected());
+            changed.notify_all();
+        }
+        bool WaitFor(size_t count) {
+            std::unique_lock lock(mutex);
+            return changed.wait_for(lock, std::chrono::seconds(10), [&] { return calls.size() >= count; });
+        }
+        std::mutex mutex;
+        std::condition_variable changed;
+        std::vector<bool> calls;
+    } watcher;
+    system->UpdateDevices(100);
+    IDevice* device = system->CreateDevice(system->GetDevices().front());
+    system->RegisterDeviceDisconnectCallback(device, &watcher);
+    EXPECT_EQ(TextOf([&] { system->RegisterDeviceDisconnectCallback(device, &watcher); }),
+              "InvalidArgumentException: Callback already registered (DeviceCbManager, RegisterCallback)");
+    ASSERT_EQ(VirtualProducerSetConnected("VC2448C-0001", 0), GenTL::GC_ERR_SUCCESS);
+    ASSERT_TRUE(watcher.WaitFor(1));
+    ASSERT_EQ(VirtualProducerSetConnected("VC2448C-0001", 1), GenTL::GC_ERR_SUCCESS);
+    ASSERT_TRUE(watcher.WaitFor(2));
+    {
+        std::lock_guard lock(watcher.mutex);
+        EXPECT_EQ(watcher.calls, (std::vector<bool>{false, true}));
+    }
+    system->DeregisterAllDeviceDisconnectCallbacks();
+    system->DeregisterDeviceDisconnectCallback(&watcher);
+    EXPECT_EQ(TextOf([&] { system->DeregisterDeviceDisconnectCallback(&watcher); }),
+              "InvalidArgumentException: Callback handle not found (DeviceCbManager, DeregisterCallback)");
+    EXPECT_EQ(TextOf([&] { system->RegisterDeviceDisconnectCallback(device, nullptr); }),
+              "InvalidArgumentException: Null disconnect callback pointer specified (DeviceCbManager, RegisterCallback)");
+    system->DestroyDevice(device);
+}
+
 TEST_F(Discovery, OneInterfaceCanBeScannedAlone) {
     const std::vector<InterfaceInfo> interfaces = system->GetInterfaces();
     ASSERT_EQ(interfaces.size(), 2u);
@@ -178,6 +262,28 @@ TEST_F(Discovery, UnicastNeedsAnInterfaceThatRoutesToTheAddress) {
               std::string::npos);
     EXPECT_EQ(TextOf([&] { system->AddUnicastDiscoveryDevice("not an address"); }),
               "InvalidArgumentException: Unable to parse remote IP address. Error: [0]. (System, BestRouteAddress)");
+}
+
+// Needs the addresses of the virtual interfaces on this host: runs inside the network namespace
+// that RunInNetworkNamespace.sh makes.
+TEST_F(Discovery, UnicastDiscoveryFindsACameraBehindARouter) {
+    if (std::getenv("VIREO_TEST_NETWORK_NAMESPACE") == nullptr) GTEST_SKIP() << "runs in its own network namespace";
+    EXPECT_EQ(ntohl(BestRouteAddress("10.0.0.5")), 0xC0A80A01u) << "the first interface routes to the camera";
+    const auto serials = [&] {
+        system->UpdateDevices(100);
+        std::set<std::string> found;
+        for (const DeviceInfo& device : system->GetDevices()) found.insert(device.SerialNumber().c_str());
+        return found;
+    };
+    EXPECT_EQ(serials().count("VM1280M-0003"), 0u) << "broadcasts do not cross the router";
+    system->AddUnicastDiscoveryDevice("10.0.0.5");
+    system->AddUnicastDiscoveryDevice("192.168.20.77");
+    const std::vector<uint32_t> addresses = system->GetUnicastDiscoveryDevices();
+    EXPECT_EQ(std::set<uint32_t>(addresses.begin(), addresses.end()), (std::set<uint32_t>{0x0A000005u, 0xC0A8144Du}));
+    EXPECT_EQ(serials().count("VM1280M-0003"), 1u);
+    system->RemoveUnicastDiscoveryDevice("10.0.0.5");
+    EXPECT_EQ(serials().count("VM1280M-0003"), 0u);
+    EXPECT_EQ(system->GetUnicastDiscoveryDevices(), (std::vector<uint32_t>{0xC0A8144Du}));
 }
 
 TEST(BestRoute, FindsTheLocalAddressAndRefusesTheUnusable) {

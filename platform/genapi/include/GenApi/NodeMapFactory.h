@@ -48,6 +48,11 @@ private:
     bool m_suppressStrings = false;
 };
 
+// Beyond the GenApi interface: the XML text of a description file held in memory, unpacked
+// when it is zipped, e.g. for writing a camera's file to disk. Throws RuntimeException for a
+// broken archive.
+GENAPI_DECL GenICam::gcstring DescriptionFileText(const void* pData, size_t DataSize);
+
 } // namespace GenApi
 
 #endif

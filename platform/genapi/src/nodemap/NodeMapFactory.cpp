@@ -8,6 +8,7 @@
 #include "nodes/Node.h"
 #include "xml/DescriptionDocument.h"
 #include "xml/NodeBuilder.h"
+#include "xml/ZipArchive.h"
 
 namespace GenApi {
 
@@ -47,5 +48,12 @@ void CNodeMapFactory::ReleaseCameraDescriptionFileData() { m_document.reset(); }
 bool CNodeMapFactory::IsEmpty() const { return !m_document; }
 
 bool CNodeMapFactory::IsLoaded() const { return static_cast<bool>(m_document); }
+
+GenICam::gcstring DescriptionFileText(const void* pData, size_t DataSize) {
+    if (pData == nullptr || DataSize == 0) return GenICam::gcstring();
+    if (!detail::LooksLikeZip(pData, DataSize)) return GenICam::gcstring(std::string(static_cast<const char*>(pData), DataSize));
+    const std::vector<char> text = detail::ExtractDescription(pData, DataSize);
+    return GenICam::gcstring(std::string(text.data(), text.size()));
+}
 
 } // namespace GenApi

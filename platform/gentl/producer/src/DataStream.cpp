@@ -314,19 +314,22 @@ void DataStream::StartAcquisition(uint64_t count) {
     if (m_closed) Fail(GenTL::GC_ERR_INVALID_HANDLE, "the data stream is closed");
     if (m_grabbing) Fail(GenTL::GC_ERR_RESOURCE_IN_USE, "acquisition is already running");
     if (m_buffers.empty()) Fail(GenTL::GC_ERR_NO_DATA, "no buffers are announced");
+    // As in the GigE Vision producers this one models, the camera's AcquisitionMode decides how
+    // many frames come; the count only has to be a valid one, and the stream runs until
+    // DSStopAcquisition.
+    (void)count;
     m_grabbing = true;
-    m_toAcquire = count;
     m_stop = false;
     m_thread = std::thread([this] { Run(); });
 }
 
-void DataStream::StopAcquisition() {
+bool DataStream::StopAcquisition() {
     std::thread thread;
     {
         std::lock_guard lock(m_mutex);
         ++m_abortGeneration;  // a pending wait for a buffer ends with GC_ERR_ABORT, running or not
         Signal(m_delivered);
-        if (!m_grabbing) return;
+        if (!m_grabbing) return false;
         m_grabbing = false;
         m_stop = true;
         Signal(m_poolChanged);
@@ -336,6 +339,7 @@ void DataStream::StopAcquisition() {
     if (thread.joinable()) thread.join();
     std::lock_guard lock(m_mutex);
     for (const auto& buffer : m_buffers) buffer->acquiring = false;
+    return true;
 }
 
 const DataStream::Settings& DataStream::CurrentSettings() {
@@ -371,7 +375,6 @@ std::shared_ptr<BufferEntry> DataStream::TakeBufferToFill() {
 }
 
 void DataStream::Run() {
-    uint64_t produced = 0;
     for (;;) {
         if (m_camera->FreeRunning()) {
             // Without a frame clock the camera sends as fast as the host takes frames, as a
@@ -457,8 +460,7 @@ void DataStream::Run() {
             }
             m_output.push_back(buffer);
             ++m_delivered_count;
-                    Signal(m_delivered);
-            if (m_toAcquire != GENTL_INFINITE && ++produced >= m_toAcquire) return;
+            Signal(m_delivered);
         }
     }
 }

@@ -170,7 +170,8 @@ public:
     void PartInfo(void* bufferHandle, uint32_t part, GenTL::BUFFER_PART_INFO_CMD command, InfoAnswer& answer);
     void BufferInfo(void* bufferHandle, GenTL::BUFFER_INFO_CMD command, InfoAnswer& answer);
     void StartAcquisition(uint64_t count);
-    void StopAcquisition();
+    // Returns whether the acquisition was running.
+    bool StopAcquisition();
     void Close();
 
     // The new-buffer event's side: waits for a delivered buffer.
@@ -208,7 +209,6 @@ private:
     std::deque<std::shared_ptr<BufferEntry>> m_input;
     std::deque<std::shared_ptr<BufferEntry>> m_output;
     uint64_t m_delivered_count = 0, m_underruns = 0, m_started = 0;
-    uint64_t m_toAcquire = 0;
     std::atomic<bool> m_grabbing{false};
     uint64_t m_abortGeneration = 0;  // bumped by stop and kill: ends pending waits
     uint64_t m_leaderGeneration = 0;

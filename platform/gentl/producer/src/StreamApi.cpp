@@ -45,7 +45,9 @@ GC_ERROR DSStopAcquisition(DS_HANDLE hDataStream, ACQ_STOP_FLAGS iStopFlags) {
     return Guard("DSStopAcquisition", [&] {
         if (iStopFlags != ACQ_STOP_FLAGS_DEFAULT && iStopFlags != ACQ_STOP_FLAGS_KILL)
             Fail(GC_ERR_INVALID_PARAMETER, "unknown stop flags");
-        OpenStream(hDataStream)->StopAcquisition();
+        // A stream that is not acquiring cannot be stopped; the call still ends a pending wait.
+        if (!OpenStream(hDataStream)->StopAcquisition())
+            Fail(GC_ERR_RESOURCE_IN_USE, "the acquisition is not running");
     });
 }
 

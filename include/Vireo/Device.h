@@ -1,0 +1,148 @@
+// An opened camera: its node maps, its data streams and their acquisition.
+#ifndef VIREO_DEVICE_H
+#define VIREO_DEVICE_H
+
+#include <atomic>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <GenApi/ChunkAdapterGEV.h>
+#include <GenApi/EventAdapterGEV.h>
+#include <GenApi/NodeMapFactory.h>
+#include <Vireo/IDevice.h>
+#include <Vireo/Interface.h>
+#include <Vireo/Port.h>
+#include <Vireo/TLDataStream.h>
+#include <Vireo/TLDevice.h>
+#include <Vireo/TLEvent.h>
+
+namespace Vireo {
+
+// One data stream of a device: the producer's stream module, its port and its node map.
+class VIREO_API StreamInfo {
+public:
+    // Takes ownership of an open TLDataStream and builds its node map.
+    explicit StreamInfo(TLDataStream* dataStream);
+    StreamInfo(const StreamInfo&) = delete;
+    StreamInfo& operator=(const StreamInfo&) = delete;
+    // Destroys the node map, then closes and deletes the data stream.
+    virtual ~StreamInfo();
+    TLDataStream* GetTLDataStream() { return m_dataStream; }
+    GenApi::INodeMap* GetNodeMap() { return m_nodeMap; }
+
+private:
+    TLDataStream* m_dataStream;
+    Port m_port;
+    GenApi::INodeMap* m_nodeMap = nullptr;
+};
+
+// Stream numbers have fixed roles.
+enum StreamRole : int {
+    kImageStream = 0,
+    kTcpStream = 1,
+    kRdmaStream = 2,
+    kEventSensorStream = 3,
+    kMultipartStream = 4,
+};
+
+class VIREO_API Device : public IDevice {
+public:
+    // Takes ownership of an open TLDevice; iface is where it was found (not owned). Builds the
+    // node maps, opens every data stream and applies the automatic settings.
+    Device(TLDevice* tlDevice, Interface* iface);
+    Device(const Device&) = delete;
+    Device& operator=(const Device&) = delete;
+
+    bool IsConnected() override;
+    void StartStream(size_t numBuffers = 0) override;
+    void StopStream() override;
+    IImage* GetImage(uint64_t timeout = 2000) override;
+    ICompressedImage* GetCompressedImage(uint64_t timeout = 2000) override;
+    IBuffer* GetBuffer(uint64_t timeout = 2000) override;
+    void RequeueBuffer(IBuffer* buffer) override;
+    void WaitForNextLeader(uint64_t timeout) override;
+    void ResetWaitForNextLeader() override;
+    void InitializeEvents() override;
+    void DeinitializeEvents() override;
+    void WaitOnEvent(uint64_t timeout) override;
+    GenApi::INodeMap* GetNodeMap() override { return m_nodeMap; }
+    GenApi::INodeMap* GetTLDeviceNodeMap() override { return m_tlNodeMap; }
+    GenApi::INodeMap* GetTLStreamNodeMap() override;
+    GenApi::INodeMap* GetTLInterfaceNodeMap() override { return m_interface->GetNodeMap(); }
+    void SendActionCommand(uint32_t deviceKey, uint32_t groupKey, uint32_t groupMask,
+                           uint64_t actionTime = 0) override;
+    void RegisterImageCallback(IImageCallback* callback) override;
+    void DeregisterImageCallback(IImageCallback* callback) override;
+    void DeregisterAllImageCallbacks() override;
+    void GetNextEvsTriggerEvent(uint64_t timeout) override;
+    void DownloadXml() override;
+    ~Device() override;
+
+    // The node map of data stream `stream` (no range check).
+    virtual GenApi::INodeMap* GetTLStreamNodeMap(int stream);
+    virtual void StartStream(int stream, size_t numBuffers);
+    virtual void StopStream(int stream);
+    virtual ICompressedImage* GetCompressedImage(int stream, uint64_t timeout);
+    virtual IImage* GetImage(int stream, uint64_t timeout);
+    virtual IBuffer* GetBuffer(int stream, uint64_t timeout);
+    virtual void RequeueBuffer(int stream, IBuffer* buffer);
+    virtual void WaitForNextLeader(int stream, uint64_t timeout);
+    virtual void ResetWaitForNextLeader(int stream);
+    virtual void ImageCallbackThread();
+    // Forgets the interface (after it went away); GetTLInterfaceNodeMap must not be used then.
+    virtual void ResetInterface() { m_interface = nullptr; }
+    virtual Interface* GetInterface() { return m_interface; }
+    virtual void StartStreamEVS(int stream, size_t numBuffers);
+    virtual void StopStreamEVS(int stream);
+
+    // The chunk-only node map (null when the camera describes no chunks).
+    GenApi::INodeMap* GetChunkNodeMap() { return m_chunkNodeMap; }
+    int GetCurrentStream() const { return m_currentStream; }
+    size_t GetNumStreams() const { return m_streams.size(); }
+    bool IsLinescan() const { return m_isLinescan; }
+
+private:
+    void BuildNodeMaps();
+    void LimitEventSensorRate();
+    void ApplyScanType();
+    void RegisterNodeCallbacks();
+    void MultipartStreamCallback(GenApi::INode* node);
+    void SelectStream();
+    void RequireStreams(const char* function) const;
+    // A fresh chunk node map for one delivered buffer (null when the camera has no chunks).
+    GenApi::INodeMap* NewChunkNodeMap();
+    void StartImageCallbackThread();  // caller holds m_imageCallbackMutex
+    void StopImageCallbackThread();
+    void Release() noexcept;
+
+    TLDevice* m_tlDevice;
+    Interface* m_interface;
+    std::unique_ptr<TLBase> m_remoteModule;  // the remote device's port handle
+    Port m_remotePort;
+    GenApi::INodeMap* m_nodeMap = nullptr;
+    Port m_tlPort;
+    GenApi::INodeMap* m_tlNodeMap = nullptr;
+    std::vector<StreamInfo*> m_streams;
+    std::vector<TLEvent*> m_events;
+    GenApi::CChunkAdapterGEV* m_chunkAdapter = nullptr;
+    std::string m_description;  // the camera's description file, unpacked
+    GenApi::CNodeMapFactory m_chunkFactory;  // the chunk subtree of the description
+    GenApi::INodeMap* m_chunkNodeMap = nullptr;
+    std::recursive_mutex m_streamMutex;
+    std::mutex m_imageCallbackMutex;
+    std::vector<IImageCallback*> m_imageCallbacks;
+    std::thread m_imageCallbackThread;
+    std::atomic<bool> m_imageCallbackRunning{false};
+    std::unique_ptr<TLEvent> m_remoteEvent;
+    std::unique_ptr<GenApi::CEventAdapterGEV> m_eventAdapter;
+    int m_currentStream = 0;
+    int64_t m_savedPacketSize = -1;
+    bool m_isLinescan = false;
+};
+
+} // namespace Vireo
+
+#endif

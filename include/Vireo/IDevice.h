@@ -1,0 +1,68 @@
+// An opened camera, as the application sees it, and the callbacks it can deliver.
+#ifndef VIREO_IDEVICE_H
+#define VIREO_IDEVICE_H
+
+#include <cstddef>
+#include <cstdint>
+
+#include <GenApi/INodeMap.h>
+#include <Vireo/Config.h>
+#include <Vireo/IBuffer.h>
+#include <Vireo/ICompressedImage.h>
+#include <Vireo/IImage.h>
+
+namespace Vireo {
+
+// Receives every image of a running stream, on the device's callback thread. The image is
+// requeued when the call returns; copy what must outlive it.
+class VIREO_API IImageCallback {
+public:
+    virtual void OnImage(IImage* image) = 0;
+    virtual ~IImageCallback();
+};
+
+class IDevice;
+
+// Told, on the system's watcher thread, whenever a device's connection state changes.
+class VIREO_API IDisconnectCallback {
+public:
+    virtual void OnDeviceDisconnected(IDevice* device) = 0;
+    virtual ~IDisconnectCallback();
+};
+
+class VIREO_API IDevice {
+public:
+    virtual bool IsConnected() = 0;
+    // Starts the current stream with numBuffers buffers (0 picks the count automatically).
+    virtual void StartStream(size_t numBuffers = 0) = 0;
+    virtual void StopStream() = 0;
+    // Waits up to timeout milliseconds for the next delivered buffer. The caller gives every
+    // buffer back through RequeueBuffer.
+    virtual IImage* GetImage(uint64_t timeout = 2000) = 0;
+    virtual ICompressedImage* GetCompressedImage(uint64_t timeout = 2000) = 0;
+    virtual IBuffer* GetBuffer(uint64_t timeout = 2000) = 0;
+    virtual void RequeueBuffer(IBuffer* buffer) = 0;
+    virtual void WaitForNextLeader(uint64_t timeout) = 0;
+    virtual void ResetWaitForNextLeader() = 0;
+    virtual void InitializeEvents() = 0;
+    virtual void DeinitializeEvents() = 0;
+    virtual void WaitOnEvent(uint64_t timeout) = 0;
+    // The camera's own features.
+    virtual GenApi::INodeMap* GetNodeMap() = 0;
+    virtual GenApi::INodeMap* GetTLDeviceNodeMap() = 0;
+    virtual GenApi::INodeMap* GetTLStreamNodeMap() = 0;
+    virtual GenApi::INodeMap* GetTLInterfaceNodeMap() = 0;
+    virtual void SendActionCommand(uint32_t deviceKey, uint32_t groupKey, uint32_t groupMask,
+                                   uint64_t actionTime = 0) = 0;
+    virtual void RegisterImageCallback(IImageCallback* callback) = 0;
+    virtual void DeregisterImageCallback(IImageCallback* callback) = 0;
+    virtual void DeregisterAllImageCallbacks() = 0;
+    virtual void GetNextEvsTriggerEvent(uint64_t timeout) = 0;
+    // Writes the camera's description file to "<serial number>.xml" in the working directory.
+    virtual void DownloadXml() = 0;
+    virtual ~IDevice();
+};
+
+} // namespace Vireo
+
+#endif

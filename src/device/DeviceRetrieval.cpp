@@ -1,0 +1,276 @@
+// Buffer retrieval, remote-device events and image callbacks of a device.
+#include <Vireo/Device.h>
+
+#include <algorithm>
+#include <memory>
+
+#include <GenApi/GenApi.h>
+#include <GenICam.h>
+#include <Vireo/ChunkData.h>
+#include <Vireo/CompressedImage.h>
+#include <Vireo/CompressedImageExtendedChunk.h>
+#include <Vireo/Image.h>
+#include <Vireo/ImageExtendedChunk.h>
+#include <Vireo/NodeAccess.h>
+
+#include "../transport/Errors.h"
+
+namespace Vireo {
+namespace {
+
+constexpr const char* kUnit = "Device";
+
+// Payload types of delivered buffers.
+constexpr uint64_t kPayloadImage = 1;
+constexpr uint64_t kPayloadChunkData = 4;
+constexpr uint64_t kPayloadCompressedImage = 1001;
+constexpr uint64_t kPayloadCompressedImageWithChunks = 1002;
+constexpr uint64_t kPayloadImageWithChunks = 0x4001;
+
+// A GigE Vision event packet is at most one GVCP message.
+constexpr size_t kEventDataSize = 576;
+
+template <class T>
+T BufferInfoOf(TLDataStream* stream, void* buffer, int32_t command, const char* failure, const char* gentlCall) {
+    T value{};
+    int32_t type = 0;
+    size_t size = sizeof value;
+    const GenTL::GC_ERROR result = stream->GetBufferInfo(buffer, command, &type, &value, &size);
+    if (result != GenTL::GC_ERR_SUCCESS) VIREO_THROW_PRODUCER_ERROR(result, failure, kUnit, "GetBuffer", gentlCall);
+    return value;
+}
+
+// Attaches a delivered buffer's bytes to a chunk adapter; a trailer that does not parse is an
+// error of the delivery.
+void AttachChunks(GenApi::CChunkAdapterGEV* adapter, const uint8_t* data, size_t size) {
+    if (adapter == nullptr) return;
+    try {
+        adapter->AttachBuffer(const_cast<uint8_t*>(data), int64_t(size));
+    } catch (const GenICam::GenericException&) {
+        VIREO_THROW_PLAIN(Runtime, "Invalid layout of buffer attached to chunk parser!", kUnit, "GetBuffer");
+    }
+}
+
+} // namespace
+
+void Device::RequireStreams(const char* function) const {
+    if (m_streams.empty()) VIREO_THROW_PLAIN(LogicalError, "Device has no available streams", kUnit, function);
+}
+
+IImage* Device::GetImage(uint64_t timeout) {
+    RequireStreams("GetImage");
+    return GetImage(m_currentStream, timeout);
+}
+ICompressedImage* Device::GetCompressedImage(uint64_t timeout) {
+    RequireStreams("GetCompressedImage");
+    return GetCompressedImage(m_currentStream, timeout);
+}
+IBuffer* Device::GetBuffer(uint64_t timeout) {
+    RequireStreams("GetBuffer");
+    return GetBuffer(m_currentStream, timeout);
+}
+void Device::RequeueBuffer(IBuffer* buffer) {
+    RequireStreams("RequeueBuffer");
+    RequeueBuffer(m_currentStream, buffer);
+}
+void Device::WaitForNextLeader(uint64_t timeout) {
+    RequireStreams("WaitForNextLeader");
+    WaitForNextLeader(m_currentStream, timeout);
+}
+void Device::ResetWaitForNextLeader() {
+    RequireStreams("ResetWaitForNextLeader");
+    ResetWaitForNextLeader(m_currentStream);
+}
+
+IBuffer* Device::GetBuffer(int stream, uint64_t timeout) {
+    TLEvent* event = size_t(stream) < m_events.size() ? m_events[size_t(stream)] : nullptr;
+    if (event == nullptr)
+        VIREO_THROW_PLAIN(InvalidArgument, "Unable to get buffer data, event handle is NULL", kUnit, "GetBuffer");
+    GenTL::S_EVENT_NEW_BUFFER data{};
+    size_t size = sizeof data;
+    const GenTL::GC_ERROR result = event->GetData(&data, &size, timeout);
+    if (result == GenTL::GC_ERR_ABORT)
+        VIREO_THROW_PLAIN(Runtime, "Unable to get buffer data, stream aborted", kUnit, "GetBuffer");
+    if (result != GenTL::GC_ERR_SUCCESS)
+        VIREO_THROW_PRODUCER_ERROR(result, "Unable to get buffer data", kUnit, "GetBuffer", "EventGetData");
+    if (m_streams.empty()) VIREO_THROW_PLAIN(Runtime, "error indexing a stream!", kUnit, "GetBuffer");
+
+    TLDataStream* dataStream = m_streams[size_t(stream)]->GetTLDataStream();
+    void* handle = data.BufferHandle;
+    const uint64_t payloadType =
+        BufferInfoOf<uint64_t>(dataStream, handle, GenTL::BUFFER_INFO_PAYLOADTYPE, "Unable to get buffer payload type",
+                               "DSGetBufferInfo, BUFFER_INFO_PAYLOADTYPE");
+    // Each object is handed out through its interface's IBuffer (the Buffer part has its own).
+    if (payloadType == kPayloadImage) return static_cast<IImage*>(new Image(dataStream, handle));
+    if (payloadType == kPayloadCompressedImage)
+        return static_cast<ICompressedImage*>(new CompressedImage(dataStream, handle));
+    if (payloadType == kPayloadImageWithChunks) {
+        std::unique_ptr<ImageExtendedChunk> image(new ImageExtendedChunk(dataStream, handle, NewChunkNodeMap()));
+        const size_t filled = BufferInfoOf<size_t>(dataStream, handle, GenTL::BUFFER_INFO_DATA_SIZE,
+                                                   "Unable to get buffer data size", "DSGetBufferInfo, BUFFER_INFO_DATA_SIZE");
+        AttachChunks(m_chunkAdapter, image->GetData(), filled);
+        return static_cast<IImage*>(image.release());
+    }
+    if (payloadType == kPayloadChunkData) {
+        std::unique_ptr<ChunkData> chunks(new ChunkData(dataStream, handle, NewChunkNodeMap()));
+        AttachChunks(m_chunkAdapter, chunks->GetData(), chunks->GetSizeFilled());
+        return static_cast<IChunkData*>(chunks.release());
+    }
+    if (payloadType == kPayloadCompressedImageWithChunks)
+        return static_cast<ICompressedImage*>(new CompressedImageExtendedChunk(dataStream, handle, NewChunkNodeMap()));
+    VIREO_THROW_PLAIN(LogicalError, "Unknown payload type", kUnit, "GetBuffer");
+}
+
+GenApi::INodeMap* Device::NewChunkNodeMap() {
+    if (m_chunkFactory.IsEmpty()) return nullptr;
+    return m_chunkFactory.CreateNodeMap("Device", false);
+}
+
+IImage* Device::GetImage(int stream, uint64_t timeout) {
+    {
+        std::lock_guard lock(m_imageCallbackMutex);
+        if (!m_imageCallbacks.empty())
+            VIREO_THROW_PLAIN(Runtime, "GetImage should not be called while there are registered image callbacks", kUnit,
+                              "GetImage");
+    }
+    IBuffer* buffer = GetBuffer(stream, timeout);
+    IImage* image = dynamic_cast<IImage*>(buffer);
+    if (image == nullptr)
+        VIREO_THROW_PLAIN(LogicalError, "Failed to cast Vireo::IBuffer* to Vireo::IImage* ", kUnit, "GetImage");
+    return image;
+}
+
+ICompressedImage* Device::GetCompressedImage(int stream, uint64_t timeout) {
+    {
+        std::lock_guard lock(m_imageCallbackMutex);
+        if (!m_imageCallbacks.empty())
+            VIREO_THROW_PLAIN(Runtime,
+                              "GetCompressedImage should not be called while there are registered image callbacks",
+                              kUnit, "GetCompressedImage");
+    }
+    IBuffer* buffer = GetBuffer(stream, timeout);
+    ICompressedImage* image = dynamic_cast<ICompressedImage*>(buffer);
+    if (image == nullptr)
+        VIREO_THROW_PLAIN(LogicalError,
+                          "Failed to cast Vireo::IBuffer* to Vireo::ICompressedImage* (perhaps an unsupported "
+                          "compressed pixel format)",
+                          kUnit, "GetCompressedImage");
+    return image;
+}
+
+void Device::RequeueBuffer(int stream, IBuffer* buffer) {
+    if (buffer == nullptr) VIREO_THROW_PLAIN(InvalidArgument, "Image is null", kUnit, "RequeueBuffer");
+    auto* delivered = dynamic_cast<Buffer*>(buffer);
+    if (delivered == nullptr) VIREO_THROW_PLAIN(InvalidArgument, "Image is null", kUnit, "RequeueBuffer");
+    const GenTL::GC_ERROR result =
+        m_streams.at(size_t(stream))->GetTLDataStream()->QueueBuffer(delivered->GetBufferHandle());
+    if (result != GenTL::GC_ERR_SUCCESS)
+        VIREO_THROW_PRODUCER_ERROR(result, "Unable to requeue internal buffer", kUnit, "RequeueBuffer", "DSQueueBuffer");
+    delete buffer;
+}
+
+void Device::WaitForNextLeader(int stream, uint64_t timeout) {
+    const GenTL::GC_ERROR result = m_streams.at(size_t(stream))->GetTLDataStream()->WaitForNextLeader(timeout);
+    if (result != GenTL::GC_ERR_SUCCESS)
+        VIREO_THROW_PRODUCER_ERROR(result, "Wait for next leader failed", kUnit, "WaitForNextLeader",
+                                   "DSWaitForNextLeader");
+}
+
+void Device::ResetWaitForNextLeader(int stream) {
+    const GenTL::GC_ERROR result = m_streams.at(size_t(stream))->GetTLDataStream()->ResetWaitForNextLeader();
+    if (result != GenTL::GC_ERR_SUCCESS)
+        VIREO_THROW_PRODUCER_ERROR(result, "Wait for next leader failed", kUnit, "ResetWaitForNextLeader",
+                                   "DSResetWaitForNextLeader");
+}
+
+void Device::InitializeEvents() {
+    void* handle = nullptr;
+    const GenTL::GC_ERROR result = m_tlDevice->RegisterEvent(GenTL::EVENT_REMOTE_DEVICE, &handle);
+    if (result != GenTL::GC_ERR_SUCCESS)
+        VIREO_THROW_PRODUCER_ERROR(result, "Unable to register remote device events", kUnit, "InitializeEvents",
+                                   "GCRegisterEvent, EVENT_REMOTE_DEVICE");
+    m_remoteEvent.reset(new TLEvent(handle));
+    GenApi::CEnumerationPtr type = GetTLDeviceNodeMap() != nullptr ? GetTLDeviceNodeMap()->GetNode("DeviceType") : nullptr;
+    if (type.IsValid() && GenApi::IsReadable(type) && type->ToString() == "GigEVision")
+        m_eventAdapter.reset(new GenApi::CEventAdapterGEV(GetNodeMap()));
+}
+
+void Device::DeinitializeEvents() {
+    const GenTL::GC_ERROR result = m_tlDevice->UnregisterEvent(GenTL::EVENT_REMOTE_DEVICE);
+    if (result != GenTL::GC_ERR_SUCCESS)
+        VIREO_THROW_PRODUCER_ERROR(result, "Unable to unregister remote device events", kUnit, "DeinitializeEvents",
+                                   "GCUnregisterEvent, EVENT_REMOTE_DEVICE");
+    m_remoteEvent.reset();
+    m_eventAdapter.reset();
+}
+
+void Device::WaitOnEvent(uint64_t timeout) {
+    if (!m_remoteEvent)
+        VIREO_THROW_PLAIN(LogicalError, "Failure waiting on event because device events not initialized", kUnit,
+                          "WaitOnEvent");
+    uint8_t data[kEventDataSize] = {};
+    size_t size = sizeof data;
+    const GenTL::GC_ERROR result = m_remoteEvent->GetData(data, &size, timeout);
+    if (result != GenTL::GC_ERR_SUCCESS)
+        VIREO_THROW_PRODUCER_ERROR(result, "Unable to get event data", kUnit, "WaitOnEvent", "EventGetData");
+    if (m_eventAdapter) m_eventAdapter->DeliverMessage(data, uint32_t(size));
+}
+
+void Device::RegisterImageCallback(IImageCallback* callback) {
+    if (callback == nullptr)
+        VIREO_THROW_PLAIN(InvalidArgument, "Null image callback pointer specified", kUnit, "RegisterImageCallback");
+    std::lock_guard lock(m_imageCallbackMutex);
+    if (std::find(m_imageCallbacks.begin(), m_imageCallbacks.end(), callback) != m_imageCallbacks.end())
+        VIREO_THROW_PLAIN(InvalidArgument, "Callback already registered", kUnit, "RegisterImageCallback");
+    m_imageCallbacks.push_back(callback);
+    // The stream start starts the thread when callbacks wait for it; a running stream needs it now.
+    const bool streaming = std::any_of(m_events.begin(), m_events.end(), [](TLEvent* event) { return event != nullptr; });
+    if (streaming && !m_imageCallbackRunning) StartImageCallbackThread();
+}
+
+void Device::DeregisterImageCallback(IImageCallback* callback) {
+    if (callback == nullptr)
+        VIREO_THROW_PLAIN(InvalidArgument, "Null image callback pointer specified", kUnit, "DeregisterImageCallback");
+    std::lock_guard lock(m_imageCallbackMutex);
+    m_imageCallbacks.erase(std::remove(m_imageCallbacks.begin(), m_imageCallbacks.end(), callback), m_imageCallbacks.end());
+}
+
+void Device::DeregisterAllImageCallbacks() {
+    StopImageCallbackThread();
+    std::lock_guard lock(m_imageCallbackMutex);
+    m_imageCallbacks.clear();
+}
+
+void Device::ImageCallbackThread() {
+    while (m_imageCallbackRunning) {
+        IBuffer* buffer = nullptr;
+        try {
+            buffer = GetBuffer(50);
+        } catch (const GenICam::GenericException&) {
+            continue;  // a time-out, or a stream that is stopping: look at the flag again
+        }
+        std::lock_guard lock(m_imageCallbackMutex);
+        IImage* image = dynamic_cast<IImage*>(buffer);
+        for (IImageCallback* callback : m_imageCallbacks) callback->OnImage(image);
+        try {
+            RequeueBuffer(buffer);
+        } catch (const GenICam::GenericException&) {
+            delete buffer;  // the stream stopped under the callbacks: its buffers are gone anyway
+        }
+    }
+}
+
+// Streams of event-based sensors deliver the sensor's events, not frames; they start and stop
+// like the image stream.
+void Device::StartStreamEVS(int stream, size_t numBuffers) { StartStream(stream, numBuffers); }
+void Device::StopStreamEVS(int stream) { StopStream(stream); }
+void Device::GetNextEvsTriggerEvent(uint64_t) {
+    VIREO_THROW_PLAIN(LogicalError, "Event-based sensor trigger events are not supported by this device", kUnit,
+                      "GetNextEvsTriggerEvent");
+}
+
+IImageCallback::~IImageCallback() = default;
+IDisconnectCallback::~IDisconnectCallback() = default;
+IDevice::~IDevice() = default;
+
+} // namespace Vireo

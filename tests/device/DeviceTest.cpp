@@ -1,0 +1,152 @@
+#include <Vireo/Device.h>
+#include <Vireo/Library.h>
+#include <Vireo/NodeAccess.h>
+#include <Vireo/System.h>
+
+#include <gtest/gtest.h>
+
+#include <GenApi/GenApi.h>
+#include <GenTL/VirtualProducerControl.h>
+
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <memory>
+#include <sstream>
+
+namespace Vireo {
+namespace {
+
+std::string TextOf(const std::function<void()>& call) {
+    try {
+        call();
+    } catch (const GenICam::GenericException& error) {
+        return error.what();
+    }
+    return "";
+}
+
+class DeviceTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        VirtualProducerClearFaults();
+        system = OpenSystem();
+        system->UpdateDevices(100);
+    }
+    void TearDown() override {
+        for (IDevice* device : opened) EXPECT_NO_THROW(system->DestroyDevice(device));
+        CloseSystem(system);
+        VirtualProducerClearFaults();
+        VirtualProducerUseCameras(nullptr, 0);
+    }
+    Device* Open(const std::string& serial) {
+        for (const DeviceInfo& info : system->GetDevices())
+            if (serial == info.SerialNumber().c_str()) {
+                opened.push_back(system->CreateDevice(info));
+                return dynamic_cast<Device*>(opened.back());
+            }
+        ADD_FAILURE() << "no camera " << serial;
+        return nullptr;
+    }
+    static int64_t Announced(Device* device, int stream) {
+        return GetNodeValue<int64_t>(device->GetTLStreamNodeMap(stream), "StreamAnnouncedBufferCount");
+    }
+    ISystem* system = nullptr;
+    std::vector<IDevice*> opened;
+};
+
+TEST_F(DeviceTest, ConstructionBuildsTheNodeMapsAndFollowsTheScanType) {
+    Device* colour = Open("VC2448C-0001");
+    ASSERT_NE(colour->GetNodeMap(), nullptr);
+    ASSERT_NE(colour->GetTLDeviceNodeMap(), nullptr);
+    EXPECT_EQ(colour->GetNumStreams(), 1u);
+    ASSERT_NE(colour->GetChunkNodeMap(), nullptr);
+    EXPECT_NE(colour->GetChunkNodeMap()->GetNode("ChunkCRC"), nullptr);
+    EXPECT_EQ(colour->GetChunkNodeMap()->GetNode("Width"), nullptr) << "only the chunk subtree";
+    EXPECT_FALSE(colour->IsLinescan());
+    EXPECT_FALSE(GetNodeValue<bool>(colour->GetTLDeviceNodeMap(), "MultipartFeaturesImplementedEnable"));
+    EXPECT_TRUE(colour->IsConnected());
+
+    Device* lineScan = Open("VL4096L-0001");
+    EXPECT_TRUE(lineScan->IsLinescan());
+    EXPECT_TRUE(GetNodeValue<bool>(lineScan->GetTLDeviceNodeMap(), "MultipartFeaturesImplementedEnable"));
+}
+
+TEST_F(DeviceTest, DownloadXmlWritesTheUnpackedDescriptionNamedAfterTheSerial) {
+    Device* colour = Open("VC2448C-0001");
+    const std::filesystem::path previous = std::filesystem::current_path();
+    const std::filesystem::path directory = std::filesystem::temp_directory_path() / ("vireo-xml-" + std::to_string(getpid()));
+    std::filesystem::create_directories(directory);
+    std::filesystem::current_path(directory);
+    { std::ofstream("VC2448C-0001.xml") << "an older, longer file that must be replaced entirely"; }
+    colour->DownloadXml();
+    std::stringstream text;
+    text << std::ifstream("VC2448C-0001.xml").rdbuf();
+    std::filesystem::current_path(previous);
+    std::filesystem::remove_all(directory);
+    EXPECT_EQ(text.str().rfind("<?xml", 0), 0u);
+    EXPECT_NE(text.str().find("</RegisterDescription>"), std::string::npos);
+}
+
+TEST_F(DeviceTest, StartAndStopLeaveNoBufferAnnounced) {
+    Device* colour = Open("VC2448C-0001");
+    EXPECT_EQ(TextOf([&] { colour->StartStream(0); }),
+              "InvalidArgumentException: Number of acquisition buffers must be 1 or greater (Device, StartStream)");
+    SetNodeValue<GenICam::gcstring>(colour->GetTLStreamNodeMap(0), "StreamBufferHandlingMode", "OldestFirstOverwrite");
+    EXPECT_EQ(TextOf([&] { colour->StartStream(1); }),
+              "InvalidArgumentException: Number of acquisition buffers must be 2 or greater for OldestFirstOverwrite "
+              "mode (Device, StartStream)");
+    colour->StartStream(2);
+    EXPECT_EQ(Announced(colour, 0), 2);
+    EXPECT_EQ(GetNodeValue<int64_t>(colour->GetNodeMap(), "TLParamsLocked"), 1);
+    colour->StopStream();
+    EXPECT_EQ(Announced(colour, 0), 0);
+    EXPECT_EQ(GetNodeValue<int64_t>(colour->GetNodeMap(), "TLParamsLocked"), 0);
+    EXPECT_NE(TextOf([&] { colour->StopStream(); }).find("GC_ERR_RESOURCE_IN_USE"), std::string::npos)
+        << "a stream that does not run cannot be stopped";
+}
+
+TEST_F(DeviceTest, EveryFailingStartStepGivesTheBuffersBack) {
+    Device* colour = Open("VC2448C-0001");
+    const struct {
+        const char* function;
+        uint64_t callsBefore;
+        const char* message;
+    } steps[] = {
+        {"DSAllocAndAnnounceBuffer", 3, "Unable to prepare internal buffer (Device, StartStream; GenTL::DSAllocAndAnnounceBuffer)"},
+        {"DSQueueBuffer", 4, "Unable to queue internal buffer (Device, StartStream; GenTL::DSQueueBuffer)"},
+        {"GCRegisterEvent", 0,
+         "Unable to register new buffer events (Device, StartStream; GenTL::GCRegisterEvent, EVENT_NEW_BUFFER)"},
+        {"DSStartAcquisition", 0, "Unable to start acquisition (Device, StartStream; GenTL::DSStartAcquisition)"},
+    };
+    for (const auto& step : steps) {
+        ASSERT_EQ(VirtualProducerFailCall(step.function, step.callsBefore, GenTL::GC_ERR_IO, "injected"),
+                  GenTL::GC_ERR_SUCCESS);
+        const std::string text = TextOf([&] { colour->StartStream(8); });
+        EXPECT_EQ(text, std::string("RuntimeException (GC_ERR_IO): ") + step.message + "; " + step.function + ": injected");
+        EXPECT_EQ(Announced(colour, 0), 0) << step.function;
+    }
+    colour->StartStream(8);  // nothing was left behind
+    colour->StopStream();
+}
+
+TEST_F(DeviceTest, TheTcpStreamRunsWithJumboPacketsAndRestoresThePacketSize) {
+    Device* camera = Open("VX2048S-0001");
+    ASSERT_EQ(camera->GetNumStreams(), 5u);
+    const int64_t packetSize = GetNodeValue<int64_t>(camera->GetNodeMap(), "DeviceStreamChannelPacketSize");
+    SetNodeValue<bool>(camera->GetTLDeviceNodeMap(), "TCPEnable", true);
+    EXPECT_NE(TextOf([&] { camera->StartStream(3); }).find("Device Stream Protocol node is not set to 'Legacy'"),
+              std::string::npos);
+    SetNodeValue<GenICam::gcstring>(camera->GetTLDeviceNodeMap(), "DeviceStreamProtocol", "Legacy");
+    camera->StartStream(3);
+    EXPECT_EQ(camera->GetCurrentStream(), kTcpStream);
+    EXPECT_EQ(GetNodeValue<int64_t>(camera->GetNodeMap(), "DeviceStreamChannelPacketSize"), 9000);
+    EXPECT_EQ(Announced(camera, kTcpStream), 3);
+    camera->StopStream();
+    EXPECT_EQ(GetNodeValue<int64_t>(camera->GetNodeMap(), "DeviceStreamChannelPacketSize"), packetSize);
+}
+
+} // namespace
+} // namespace Vireo
