@@ -19,6 +19,9 @@
 #include <Vireo/DeviceInfo.h>
 #include <Vireo/Interface.h>
 #include <Vireo/System.h>
+#include <Vireo/IDevice.h>
+#include <Vireo/Device.h>
+#include <Vireo/DeviceCbManager.h>
 #include <Vireo/NodeAccess.h>
 
 #include <Vireo/IBuffer.h>
