@@ -98,6 +98,8 @@ public:
     virtual void StartStreamEVS(int stream, size_t numBuffers);
     virtual void StopStreamEVS(int stream);
 
+    // Data stream `stream` (no range check).
+    StreamInfo* GetStreamInfo(int stream) { return m_streams[size_t(stream)]; }
     // The chunk-only node map (null when the camera describes no chunks).
     GenApi::INodeMap* GetChunkNodeMap() { return m_chunkNodeMap; }
     int GetCurrentStream() const { return m_currentStream; }

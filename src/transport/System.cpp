@@ -291,11 +291,15 @@ void System::DestroyDevice(IDevice* device) {
             device->StopStream();
         } catch (const GenICam::TimeoutException&) {
         } catch (const GenICam::GenericException& error) {
-            // The stream was not running, or the device is gone already.
+            // The stream was not running, or the device is gone already: an I/O failure, which
+            // the producer reports as GC_ERR_IO (-1010) and which reaches us either in our
+            // own message form or in the "Code:" form of errors passed through other layers.
             const std::string text = error.what();
-            if (text.find("RESOURCE_IN_USE") == std::string::npos && text.find("Code:-1010") == std::string::npos &&
-                text.find("GC_ERR_ABORT") == std::string::npos)
-                throw;
+            const bool expected = text.find("RESOURCE_IN_USE") != std::string::npos ||
+                                  text.find("Code:-1010") != std::string::npos ||
+                                  text.find("(GC_ERR_IO)") != std::string::npos ||
+                                  text.find("GC_ERR_ABORT") != std::string::npos;
+            if (!expected) throw;
         }
     }
     auto* concrete = dynamic_cast<Device*>(device);

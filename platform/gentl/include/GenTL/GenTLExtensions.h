@@ -40,6 +40,14 @@ enum INTERFACE_INFO_CMD_EXTENSION_LIST {
     INTERFACE_INFO_IP_ADDRESS = 1002                 /* UINT32 */
 };
 
+/* Data stream info commands (DSGetInfo). */
+enum STREAM_INFO_CMD_EXTENSION_LIST {
+    /* BUFFER of four UINT64 taken at one instant: buffers announced, queued for filling, being
+     * filled, and filled but not yet delivered. What is left of the announced ones is held by
+     * the application, so a caller can check that no buffer went missing. */
+    STREAM_INFO_BUFFER_CENSUS = 1001
+};
+
 /* Buffer info commands (DSGetBufferInfo). */
 enum BUFFER_INFO_CMD_EXTENSION_LIST {
     /* UINT64, nanoseconds: host time at which the frame's leader packet arrived. */

@@ -260,6 +260,13 @@ void DataStream::Info(GenTL::STREAM_INFO_CMD command, InfoAnswer& answer) {
     case GenTL::STREAM_INFO_NUM_CHUNKS_MAX: answer.SizeT(8); break;
     case GenTL::STREAM_INFO_BUF_ANNOUNCE_MIN: answer.SizeT(1); break;
     case GenTL::STREAM_INFO_BUF_ALIGNMENT: answer.SizeT(1); break;
+    case GenTL::STREAM_INFO_BUFFER_CENSUS: {
+        const uint64_t filling = uint64_t(std::count_if(m_buffers.begin(), m_buffers.end(),
+                                                        [](const auto& buffer) { return buffer->acquiring; }));
+        const uint64_t census[4] = {m_buffers.size(), m_input.size(), filling, m_output.size()};
+        answer.Buffer(std::string(reinterpret_cast<const char*>(census), sizeof census));
+        break;
+    }
     default: Fail(GenTL::GC_ERR_INVALID_PARAMETER, "unknown STREAM_INFO command " + std::to_string(command));
     }
 }

@@ -169,6 +169,15 @@ TEST_F(Streaming, FlushOperationsMoveBuffersBetweenThePools) {
     ASSERT_EQ(DSFlushQueue(stream, ACQ_QUEUE_INPUT_TO_OUTPUT), GC_ERR_SUCCESS);
     EXPECT_EQ(StreamCount(STREAM_INFO_NUM_QUEUED), 0u);
     EXPECT_EQ(StreamCount(STREAM_INFO_NUM_AWAIT_DELIVERY), 3u);
+    uint64_t census[4] = {};
+    size_t size = sizeof census;
+    INFO_DATATYPE type = 0;
+    ASSERT_EQ(DSGetInfo(stream, STREAM_INFO_BUFFER_CENSUS, &type, census, &size), GC_ERR_SUCCESS);
+    EXPECT_EQ(type, INFO_DATATYPE_BUFFER);
+    EXPECT_EQ(census[0], 3u);
+    EXPECT_EQ(census[1], 0u);
+    EXPECT_EQ(census[2], 0u);
+    EXPECT_EQ(census[3], 3u);
     ASSERT_EQ(DSFlushQueue(stream, ACQ_QUEUE_OUTPUT_DISCARD), GC_ERR_SUCCESS);
     EXPECT_EQ(StreamCount(STREAM_INFO_NUM_AWAIT_DELIVERY), 0u);
     ASSERT_EQ(DSFlushQueue(stream, ACQ_QUEUE_UNQUEUED_TO_INPUT), GC_ERR_SUCCESS);
