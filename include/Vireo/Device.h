@@ -140,7 +140,7 @@ private:
     std::atomic<bool> m_imageCallbackRunning{false};
     std::unique_ptr<TLEvent> m_remoteEvent;
     std::unique_ptr<GenApi::CEventAdapterGEV> m_eventAdapter;
-    int m_currentStream = 0;
+    std::atomic<int> m_currentStream{0};  // read by the image-callback thread
     int64_t m_savedPacketSize = -1;
     bool m_isLinescan = false;
 };
