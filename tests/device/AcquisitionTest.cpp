@@ -115,6 +115,57 @@ TEST_F(Acquisition, ChunkFramesCarryAVerifiableCrc) {
         device->RequeueBuffer(image);
     }
     EXPECT_TRUE(mismatch) << "a frame changed after its CRC was computed fails the check";
+
+    ASSERT_EQ(VirtualProducerCorruptNextChunkTrailer("VC2448C-0001"), GenTL::GC_ERR_SUCCESS);
+    bool refused = false;
+    for (int frame = 0; frame < 5 && !refused; ++frame) {
+        try {
+            device->RequeueBuffer(device->GetImage(2000));
+        } catch (const GenICam::RuntimeException& error) {
+            refused = std::string(error.what()).find("Invalid layout of buffer attached to chunk parser!") !=
+                      std::string::npos;
+        }
+    }
+    EXPECT_TRUE(refused) << "a trailer that does not parse is an error of the delivery";
+    device->StopStream();
+}
+
+TEST_F(Acquisition, EachPayloadTypeArrivesAsItsOwnKindOfObject) {
+    GenApi::INodeMap* map = device->GetNodeMap();
+    SetNodeValue<bool>(map, "ChunkModeActive", true);
+    SetNodeValue<GenICam::gcstring>(map, "ChunkSelector", "CRC");
+    SetNodeValue<bool>(map, "ChunkEnable", true);
+    SetNodeValue<bool>(map, "GevSCCFGExtendedChunkData", false);  // chunk-only payloads (type 4)
+    device->StartStream(4);
+    EXPECT_EQ(TextOf([&] { device->GetImage(2000); }),
+              "LogicalErrorException: Failed to cast Vireo::IBuffer* to Vireo::IImage*  (Device, GetImage)");
+    IBuffer* buffer = device->GetBuffer(2000);
+    EXPECT_EQ(buffer->GetPayloadType(), 4u);
+    ASSERT_NE(buffer->AsChunkData(), nullptr);
+    EXPECT_EQ(buffer->AsImage(), nullptr);
+    EXPECT_NE(buffer->AsChunkData()->GetChunk("ChunkCRC"), nullptr);
+    device->RequeueBuffer(buffer);
+    device->StopStream();
+
+    SetNodeValue<bool>(map, "GevSCCFGExtendedChunkData", true);
+    SetNodeValue<GenICam::gcstring>(map, "ImageCompressionMode", "QOI");
+    device->StartStream(4);
+    ICompressedImage* compressed = device->GetCompressedImage(2000);
+    EXPECT_EQ(compressed->GetPayloadType(), 1002u);
+    ASSERT_NE(compressed->AsChunkData(), nullptr) << "compressed with chunks";
+    EXPECT_NE(compressed->AsChunkData()->GetChunk("ChunkCRC"), nullptr);
+    device->RequeueBuffer(compressed);
+    device->StopStream();
+
+    SetNodeValue<bool>(map, "ChunkModeActive", false);
+    device->StartStream(4);
+    compressed = device->GetCompressedImage(2000);
+    EXPECT_EQ(compressed->GetPayloadType(), 1001u);
+    EXPECT_EQ(compressed->AsChunkData(), nullptr);
+    EXPECT_EQ(TextOf([&] { compressed->VerifyCRC(); }),
+              "LogicalErrorException: Chunk data was not enabled before grabbing CompressedImage (CompressedImage, "
+              "VerifyCRC)");
+    device->RequeueBuffer(compressed);
     device->StopStream();
 }
 
