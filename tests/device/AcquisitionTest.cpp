@@ -7,6 +7,8 @@
 
 #include <gtest/gtest.h>
 
+#include "support/TextOf.h"
+
 #include <GenApi/GenApi.h>
 #include <GenTL/VirtualProducerControl.h>
 
@@ -20,14 +22,6 @@
 namespace Vireo {
 namespace {
 
-std::string TextOf(const std::function<void()>& call) {
-    try {
-        call();
-    } catch (const GenICam::GenericException& error) {
-        return error.what();
-    }
-    return "";
-}
 
 class Acquisition : public ::testing::Test {
 protected:

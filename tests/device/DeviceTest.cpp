@@ -5,6 +5,8 @@
 
 #include <gtest/gtest.h>
 
+#include "support/TextOf.h"
+
 #include <GenApi/GenApi.h>
 #include <GenTL/VirtualProducerControl.h>
 
@@ -19,14 +21,6 @@
 namespace Vireo {
 namespace {
 
-std::string TextOf(const std::function<void()>& call) {
-    try {
-        call();
-    } catch (const GenICam::GenericException& error) {
-        return error.what();
-    }
-    return "";
-}
 
 class DeviceTest : public ::testing::Test {
 protected:

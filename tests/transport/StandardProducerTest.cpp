@@ -6,6 +6,8 @@
 
 #include <gtest/gtest.h>
 
+#include "support/TextOf.h"
+
 #include <GenTL/VirtualProducerControl.h>
 
 #include <memory>
@@ -19,14 +21,6 @@ struct SystemCloser {
     void operator()(ISystem* system) const { CloseSystem(system); }
 };
 
-std::string TextOf(const std::function<void()>& call) {
-    try {
-        call();
-    } catch (const GenICam::GenericException& error) {
-        return error.what();
-    }
-    return "";
-}
 
 TEST(StandardOnlyProducer, TheExtensionsAnswerNotImplemented) {
     const ProducerFunctions& producer = Producer();

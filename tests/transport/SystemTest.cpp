@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include "support/TextOf.h"
+
 #include <GenApi/GenApi.h>
 #include <GenTL/VirtualProducerControl.h>
 
@@ -27,14 +29,6 @@ struct SystemCloser {
 };
 using OpenedSystem = std::unique_ptr<ISystem, SystemCloser>;
 
-std::string TextOf(const std::function<void()>& call) {
-    try {
-        call();
-    } catch (const GenICam::GenericException& error) {
-        return error.what();
-    }
-    return "";
-}
 
 class SystemLifecycle : public ::testing::Test {
 protected:
