@@ -68,6 +68,49 @@ TEST_F(DeviceTest, ConstructionBuildsTheNodeMapsAndFollowsTheScanType) {
     EXPECT_TRUE(GetNodeValue<bool>(lineScan->GetTLDeviceNodeMap(), "MultipartFeaturesImplementedEnable"));
 }
 
+TEST_F(DeviceTest, AnEventSensorOnASlowLinkGetsItsEventRateLimited) {
+    const struct {
+        uint64_t linkSpeed;
+        double before, after;
+    } cases[] = {
+        {125'000'000, 100.0, 20.0},                         // 125 MB/s carries 20 MEv/s
+        {125'000'000, 15.0, 15.0},                          // already below the limit
+        {312'499'999, 100.0, 312'499'999 / 6.25 / 1e6},     // just below full speed
+        {312'500'000, 100.0, 100.0},                        // full speed: no limit
+    };
+    for (const auto& limit : cases) {
+        ASSERT_EQ(VirtualProducerSetLinkSpeed("VX2048S-0001", limit.linkSpeed), GenTL::GC_ERR_SUCCESS);
+        Device* sensor = Open("VX2048S-0001");
+        SetNodeValue<double>(sensor->GetNodeMap(), "ErcRateLimit", limit.before);
+        SetNodeValue<bool>(sensor->GetNodeMap(), "ErcEnable", false);
+        system->DestroyDevice(sensor);
+        opened.pop_back();
+        sensor = Open("VX2048S-0001");  // the limit is applied when the device is opened
+        EXPECT_DOUBLE_EQ(GetNodeValue<double>(sensor->GetNodeMap(), "ErcRateLimit"), limit.after) << limit.linkSpeed;
+        EXPECT_EQ(GetNodeValue<bool>(sensor->GetNodeMap(), "ErcEnable"), limit.linkSpeed < 312'500'000);
+        system->DestroyDevice(sensor);
+        opened.pop_back();
+    }
+    // A camera without an event format keeps its settings whatever its link.
+    ASSERT_EQ(VirtualProducerSetLinkSpeed("VC2448C-0001", 1'000'000), GenTL::GC_ERR_SUCCESS);
+    EXPECT_EQ(Open("VC2448C-0001")->GetNodeMap()->GetNode("ErcRateLimit"), nullptr);
+}
+
+TEST_F(DeviceTest, TheAutomaticBufferCountFollowsTheThroughputWithinItsBounds) {
+    ASSERT_EQ(VirtualProducerSetLinkSpeed("VC2448C-0001", 125'000'000), GenTL::GC_ERR_SUCCESS);
+    Device* colour = Open("VC2448C-0001");
+    constexpr size_t kAutomatic = 0xFFFFFFFFu;
+    SetNodeValue<GenICam::gcstring>(colour->GetNodeMap(), "PixelFormat", "Mono8");  // 5 013 504-byte frames
+    colour->StartStream(kAutomatic);
+    EXPECT_EQ(Announced(colour, 0), 10) << "5 000 000 bytes of throughput budget: 0, raised to 10";
+    colour->StopStream();
+    SetNodeValue<int64_t>(colour->GetNodeMap(), "Width", 40);
+    SetNodeValue<int64_t>(colour->GetNodeMap(), "Height", 25);  // 1000-byte frames
+    colour->StartStream(kAutomatic);
+    EXPECT_EQ(Announced(colour, 0), 1000) << "5000 buffers lowered to 1000";
+    colour->StopStream();
+}
+
 TEST_F(DeviceTest, DownloadXmlWritesTheUnpackedDescriptionNamedAfterTheSerial) {
     Device* colour = Open("VC2448C-0001");
     const std::filesystem::path previous = std::filesystem::current_path();

@@ -1,6 +1,7 @@
 // Long runs and hostile timing: nothing lost, nothing leaked, nothing raced (the sanitizer
 // builds run these too).
 #include <Vireo/Device.h>
+#include <Vireo/DeviceCbManager.h>
 #include <Vireo/Library.h>
 #include <Vireo/NodeAccess.h>
 #include <Vireo/System.h>
@@ -136,6 +137,37 @@ TEST_F(Reliability, ACameraThatGoesAwayMidStreamIsReportedAndStillClosed) {
     system->DeregisterAllDeviceDisconnectCallbacks();
     system->DestroyDevice(device);
     device = nullptr;
+}
+
+TEST_F(Reliability, AReconnectTakenAsKnownIsNotReportedAgain) {
+    struct Counter : IDisconnectCallback {
+        void OnDeviceDisconnected(IDevice*) override {
+            std::lock_guard lock(mutex);
+            ++calls;
+            changed.notify_all();
+        }
+        std::mutex mutex;
+        std::condition_variable changed;
+        int calls = 0;
+    } first, second;
+    DeviceCbManager manager;
+    manager.RegisterCallback(device, &first);
+    ASSERT_EQ(VirtualProducerSetConnected("VM1280M-0001", 0), GenTL::GC_ERR_SUCCESS);
+    {
+        std::unique_lock lock(first.mutex);
+        ASSERT_TRUE(first.changed.wait_for(lock, std::chrono::seconds(10), [&] { return first.calls == 1; }));
+    }
+    manager.DeregisterAllCallbacks();  // the watcher stops; the registration stays
+    ASSERT_EQ(VirtualProducerSetConnected("VM1280M-0001", 1), GenTL::GC_ERR_SUCCESS);
+    manager.ConnectDevice(device);
+    manager.RegisterCallback(device, &second);  // starts the watcher again
+    ASSERT_EQ(VirtualProducerSetConnected("VM1280M-0001", 0), GenTL::GC_ERR_SUCCESS);
+    {
+        std::unique_lock lock(second.mutex);
+        ASSERT_TRUE(second.changed.wait_for(lock, std::chrono::seconds(10), [&] { return second.calls == 1; }));
+    }
+    std::lock_guard lock(first.mutex);
+    EXPECT_EQ(first.calls, 2) << "the reconnect was taken as known: only the second loss is news";
 }
 
 } // namespace

@@ -1,7 +1,8 @@
 /* Extensions of the Vireo GenTL producer beyond the standard C API: GigE Vision address
  * management, unicast discovery, action commands, leader synchronisation and resend tuning,
- * and the producer's own info commands and payload types. Consumers that load a producer at
- * run time must treat these functions as optional: a vendor's producer may lack them. */
+ * the producer's own info commands, payload types and event types (the trigger edges of an
+ * event-based sensor). Consumers that load a producer at run time must treat these functions
+ * as optional: a vendor's producer may lack them. */
 #ifndef GENTL_GENTLEXTENSIONS_H
 #define GENTL_GENTLEXTENSIONS_H
 
@@ -60,6 +61,21 @@ enum PAYLOADTYPE_INFO_EXTENSION_IDS {
     PAYLOAD_TYPE_COMPRESSED_IMAGE_EXTENDED_CHUNK = 1002,  /* a QOI stream followed by chunks */
     PAYLOAD_TYPE_IMAGE_EXTENDED_CHUNK = 0x4001            /* GigE Vision image with chunks */
 };
+
+/* Event types (GCRegisterEvent) beyond the standard list. */
+enum EVENT_TYPE_EXTENSION_LIST {
+    /* Edges on the external trigger inputs of an event-based sensor, registered on the sensor's
+     * data stream. EventGetData delivers one S_EVENT_NEW_EVS_TRIGGER per edge, oldest first;
+     * edges are kept only while the event is registered. */
+    EVENT_NEW_EVS_TRIGGER = EVENT_CUSTOM_ID + 1
+};
+
+/* The data of one EVENT_NEW_EVS_TRIGGER event: 16 bytes, no padding. */
+typedef struct S_EVENT_NEW_EVS_TRIGGER {
+    uint64_t TimestampUs; /* sensor time of the edge: microseconds since the acquisition started */
+    uint32_t Channel;     /* the trigger input that saw the edge */
+    int32_t Polarity;     /* 1: rising edge, 0: falling edge */
+} S_EVENT_NEW_EVS_TRIGGER;
 
 /* Forces a device, found by MAC address, to a temporary IP configuration. */
 GC_API IFForceIp(IF_HANDLE hIface, uint64_t iMacAddress, uint32_t iIpAddress, uint32_t iSubnetMask,

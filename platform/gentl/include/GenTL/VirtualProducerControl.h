@@ -27,6 +27,9 @@ GC_IMPORT_EXPORT VIRTUAL_PRODUCER_GENTL(GC_ERROR) VirtualProducerFailCallOn(cons
 GC_IMPORT_EXPORT void VirtualProducerClearFaults(void);
 /* Takes a camera, by serial number, off the network (0) or brings it back (1). */
 GC_IMPORT_EXPORT VIRTUAL_PRODUCER_GENTL(GC_ERROR) VirtualProducerSetConnected(const char* serialNumber, VIRTUAL_PRODUCER_GENTL(bool8_t) connected);
+/* Puts the camera on a link of this speed (bytes per second): DeviceLinkSpeed and
+ * DeviceMaxThroughput report it. */
+GC_IMPORT_EXPORT VIRTUAL_PRODUCER_GENTL(GC_ERROR) VirtualProducerSetLinkSpeed(const char* serialNumber, uint64_t bytesPerSecond);
 /* The next frame of the camera is delivered incomplete (its second half missing). */
 GC_IMPORT_EXPORT VIRTUAL_PRODUCER_GENTL(GC_ERROR) VirtualProducerMarkNextFrameIncomplete(const char* serialNumber);
 /* The next frame's last chunk trailer states a length longer than the buffer, so that the

@@ -71,6 +71,14 @@ GenTL::GC_ERROR VirtualProducerSetConnected(const char* serialNumber, GenTL::boo
     return Control("VirtualProducerSetConnected", [&] { FindCamera(serialNumber)->SetConnected(connected != 0); });
 }
 
+GenTL::GC_ERROR VirtualProducerSetLinkSpeed(const char* serialNumber, uint64_t bytesPerSecond) {
+    return Control("VirtualProducerSetLinkSpeed", [&] {
+        RegisterSpace& registers = FindCamera(serialNumber)->Registers();
+        registers.SetInteger("DeviceLinkSpeed", int64_t(bytesPerSecond));
+        registers.SetInteger("DeviceMaxThroughput", int64_t(bytesPerSecond));
+    });
+}
+
 GenTL::GC_ERROR VirtualProducerMarkNextFrameIncomplete(const char* serialNumber) {
     return Control("VirtualProducerMarkNextFrameIncomplete", [&] { FindCamera(serialNumber)->MarkNextFrameIncomplete(); });
 }
