@@ -111,6 +111,21 @@ TEST_F(DeviceTest, TheAutomaticBufferCountFollowsTheThroughputWithinItsBounds) {
     colour->StopStream();
 }
 
+TEST_F(DeviceTest, MultipartBuffersHoldAsManyPartsAsTheHeightAllows) {
+    Device* lineScan = Open("VL4096L-0001");
+    SetNodeValue<int64_t>(lineScan->GetNodeMap(), "Height", 256);  // 1024 lines at most: 4 parts fit
+    const int64_t payload = GetNodeValue<int64_t>(lineScan->GetNodeMap(), "PayloadSize");
+    SetNodeValue<bool>(lineScan->GetTLDeviceNodeMap(), "StreamMultipartEnable", true);
+    SetNodeValue<int64_t>(lineScan->GetTLStreamNodeMap(0), "StreamMultipartNumParts", 16);
+    lineScan->StartStream(2);
+    EXPECT_EQ(GetNodeValue<int64_t>(lineScan->GetTLStreamNodeMap(0), "StreamMultipartNumParts"), 4)
+        << "more parts than fit are cut to what fits";
+    IBuffer* buffer = lineScan->GetBuffer(5000);
+    EXPECT_EQ(buffer->GetSizeOfBuffer(), size_t(4 * payload));
+    lineScan->RequeueBuffer(buffer);
+    lineScan->StopStream();
+}
+
 TEST_F(DeviceTest, DownloadXmlWritesTheUnpackedDescriptionNamedAfterTheSerial) {
     Device* colour = Open("VC2448C-0001");
     const std::filesystem::path previous = std::filesystem::current_path();

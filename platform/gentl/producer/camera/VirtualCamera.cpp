@@ -11,6 +11,7 @@
 
 #include "../description/ZipArchive.h"
 #include "../src/Errors.h"
+#include "EventSensor.h"
 
 namespace VirtualGenTL {
 namespace {
@@ -511,33 +512,10 @@ bool VirtualCamera::WaitForFrame(const std::atomic<bool>* stop) {
     }
 }
 
-// Events of an event-based sensor as PelgoXYTP128f: x, y, time (us) and polarity, four
-// little-endian float32 each: an edge sweeping across the sensor, one event per column.
-static FrameInfo ProduceSensorEvents(uint8_t* memory, size_t size, uint64_t width, uint64_t height, uint64_t frameId,
-                              uint64_t timestampNs) {
-    constexpr size_t kEventBytes = 16;
-    const size_t events = std::min<size_t>(width, size / kEventBytes);
-    auto* out = reinterpret_cast<float*>(memory);
-    for (size_t index = 0; index < events; ++index) {
-        out[4 * index + 0] = float(index);
-        out[4 * index + 1] = float((index + frameId * 8) % height);
-        out[4 * index + 2] = float(double(timestampNs / 1000) + double(index));
-        out[4 * index + 3] = float(index % 2);
-    }
-    FrameInfo frame;
-    frame.width = events;
-    frame.height = 1;
-    frame.pixelFormat = 0x82804556;  // PelgoXYTP128f
-    frame.frameId = frameId;
-    frame.timestampNs = timestampNs;
-    frame.sizeFilled = frame.dataSize = events * kEventBytes;
-    frame.incomplete = events < width;
-    return frame;
-}
-
-FrameInfo VirtualCamera::Produce(uint8_t* memory, size_t size, bool eventStream) {
+FrameInfo VirtualCamera::Produce(uint8_t* memory, size_t size, EventSensor* sensor, std::vector<EvsTrigger>* triggers) {
     const Layout layout = CurrentLayout();
-    if (eventStream) return ProduceSensorEvents(memory, size, layout.width, layout.height, ++m_frameCounter, NowNs());
+    if (sensor != nullptr)
+        return sensor->Produce(memory, size, layout.width, layout.height, ++m_frameCounter, NowNs(), triggers);
     FrameInfo frame;
     frame.width = layout.width;
     frame.height = layout.height;

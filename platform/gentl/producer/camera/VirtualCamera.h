@@ -20,6 +20,9 @@
 
 namespace VirtualGenTL {
 
+class EventSensor;
+struct EvsTrigger;
+
 struct CameraIdentity {
     std::string serialNumber;
     std::string userDefinedName;
@@ -102,9 +105,11 @@ public:
     void KillEventWait();
     size_t QueuedEvents();
 
-    // Writes the next frame into memory of the given size. An event stream (the event-based
-    // sensor's) receives a packet of sensor events instead of an image.
-    FrameInfo Produce(uint8_t* memory, size_t size, bool eventStream = false);
+    // Writes the next frame into memory of the given size. The event-based sensor's stream
+    // passes its sensor: the frame is then a period of sensor events instead of an image, and
+    // the period's trigger edges are appended to *triggers.
+    FrameInfo Produce(uint8_t* memory, size_t size, EventSensor* sensor = nullptr,
+                      std::vector<EvsTrigger>* triggers = nullptr);
     // The size of the frame as configured now.
     size_t PayloadSize() const;
 

@@ -6,7 +6,12 @@
 namespace VirtualGenTL {
 namespace {
 
-std::unique_ptr<RegisterSpace> StreamPort(const std::string& id) {
+// The data stream that carries the event-based sensor's events (role 3 of a camera with stream roles).
+bool CarriesSensorEvents(const VirtualCamera& camera, const std::string& id) {
+    return camera.Model().streamRoles && id == "Stream3";
+}
+
+std::unique_ptr<RegisterSpace> StreamPort(const std::string& id, bool eventStream) {
     DescriptionHeader header{"VireoVirtualDataStream", "Vireo", "Virtual GigE Vision data stream", "StreamPort", false};
     std::vector<Feature> features = {
         StringFeature("StreamID", "StreamInformation", 32),
@@ -21,12 +26,23 @@ std::unique_ptr<RegisterSpace> StreamPort(const std::string& id) {
         BooleanFeature("StreamIsGrabbing", "StreamDiagnostics", Access::RO),
         IntegerFeature("StreamMultipartNumParts", "StreamControl", Access::RW, 1, 16),
     };
+    if (eventStream) {
+        features.push_back(EnumerationFeature("StreamEvsOutputFormat", "EventSensorStreamControl", EvsOutputFormatEntries()));
+        features.back().description = "How the stream sends the sensor's events: raw encoded words, event lists or contrast frames";
+        features.push_back(EnumerationFeature("StreamEvsBitDepth", "EventSensorStreamControl", EvsBitDepthEntries()));
+        features.back().description = "Bits per event, word or pixel of the output format";
+    }
     auto description = std::make_shared<const Description>(header, features);
     const std::string xml = description->Xml();
     auto port = std::make_unique<RegisterSpace>(description, std::vector<uint8_t>(xml.begin(), xml.end()));
     port->SetString("StreamID", id);
     port->SetInteger("StreamAnnounceBufferMinimum", 1);
     port->SetInteger("StreamMultipartNumParts", 1);
+    if (eventStream) {
+        const EvsOutput defaults;
+        port->SetInteger("StreamEvsOutputFormat", defaults.format);
+        port->SetInteger("StreamEvsBitDepth", defaults.bitDepth);
+    }
     return port;
 }
 
@@ -40,9 +56,9 @@ uint64_t SteadyNs() {
 
 DataStream::DataStream(std::shared_ptr<VirtualCamera> camera, std::string id, void* parentDevice,
                        RegisterSpace* devicePort)
-    : Module(kKind, StreamPort(id), "GenTLDataStream.xml", "TLDataStream", id), m_camera(std::move(camera)),
-      m_parentDevice(parentDevice), m_devicePort(devicePort),
-      m_eventStream(m_camera->Model().streamRoles && m_id == "Stream3") {
+    : Module(kKind, StreamPort(id, CarriesSensorEvents(*camera, id)), "GenTLDataStream.xml", "TLDataStream", id),
+      m_camera(std::move(camera)), m_parentDevice(parentDevice), m_devicePort(devicePort),
+      m_eventStream(CarriesSensorEvents(*m_camera, m_id)) {
     // Counters are read when asked for, not stored on every frame.
     m_port->OnRead("StreamAnnouncedBufferCount", [this] {
         std::lock_guard lock(m_mutex);
@@ -61,11 +77,30 @@ DataStream::DataStream(std::shared_ptr<VirtualCamera> camera, std::string id, vo
         return int64_t(m_started);
     });
     m_port->OnRead("StreamIsGrabbing", [this] { return int64_t(m_grabbing ? 1 : 0); });
-    // The buffer-handling mode cannot change while acquiring.
+    // The buffer-handling mode and the event output cannot change while acquiring.
     m_port->SetWriteGuard([this](const Feature& feature) {
         if (feature.name == "StreamBufferHandlingMode" && m_grabbing)
             Fail(GenTL::GC_ERR_ACCESS_DENIED, "the buffer handling mode cannot change while acquiring");
+        if ((feature.name == "StreamEvsOutputFormat" || feature.name == "StreamEvsBitDepth") && m_grabbing)
+            Fail(GenTL::GC_ERR_ACCESS_DENIED, feature.name + " cannot change while acquiring");
     });
+    if (m_eventStream)
+        for (const char* name : {"StreamEvsOutputFormat", "StreamEvsBitDepth"})
+            m_port->OnWrite(name, [this, name](int64_t value, uint32_t) { GuardEvsOutput(name, value); });
+}
+
+void DataStream::GuardEvsOutput(const std::string& name, int64_t value) {
+    const bool format = name == "StreamEvsOutputFormat";
+    const std::vector<EnumEntry> entries = format ? EvsOutputFormatEntries() : EvsBitDepthEntries();
+    std::lock_guard lock(m_mutex);
+    int64_t& kept = format ? m_evsOutput.format : m_evsOutput.bitDepth;
+    if (std::any_of(entries.begin(), entries.end(), [&](const EnumEntry& entry) { return entry.value == value; })) {
+        kept = value;
+        return;
+    }
+    // The port stored the value already: put the last valid one back.
+    m_port->SetInteger(name, kept);
+    Fail(GenTL::GC_ERR_INVALID_PARAMETER, std::to_string(value) + " is not a value of " + name);
 }
 
 DataStream::~DataStream() { Close(); }
@@ -81,6 +116,9 @@ void DataStream::Close() {
     m_output.clear();
     ++m_abortGeneration;
     Signal(m_delivered);
+    m_triggers.clear();
+    ++m_triggerAbort;
+    m_triggerArrived.notify_all();
 }
 
 std::shared_ptr<BufferEntry> DataStream::FindBuffer(void* handle) {
@@ -253,9 +291,19 @@ void DataStream::Info(GenTL::STREAM_INFO_CMD command, InfoAnswer& answer) {
     case GenTL::STREAM_INFO_NUM_QUEUED: answer.SizeT(m_input.size()); break;
     case GenTL::STREAM_INFO_NUM_AWAIT_DELIVERY: answer.SizeT(m_output.size()); break;
     case GenTL::STREAM_INFO_NUM_STARTED: answer.UInt64(m_started); break;
-    case GenTL::STREAM_INFO_PAYLOAD_SIZE: answer.SizeT(m_camera->PayloadSize()); break;
+    case GenTL::STREAM_INFO_PAYLOAD_SIZE:
+        if (m_eventStream) {
+            const RegisterSpace& camera = m_camera->Registers();
+            answer.SizeT(EventSensor::PayloadSize(m_evsOutput, uint64_t(camera.GetInteger("Width")),
+                                                  uint64_t(camera.GetInteger("Height"))));
+        } else {
+            answer.SizeT(m_camera->PayloadSize());
+        }
+        break;
     case GenTL::STREAM_INFO_IS_GRABBING: answer.Bool8(m_grabbing); break;
-    case GenTL::STREAM_INFO_DEFINES_PAYLOADSIZE: answer.Bool8(false); break;  // the camera's PayloadSize rules
+    // The camera's PayloadSize rules, except for sensor events: their size follows the stream's
+    // output format, not the camera's PixelFormat.
+    case GenTL::STREAM_INFO_DEFINES_PAYLOADSIZE: answer.Bool8(m_eventStream); break;
     case GenTL::STREAM_INFO_TLTYPE: answer.String("GEV"); break;
     case GenTL::STREAM_INFO_NUM_CHUNKS_MAX: answer.SizeT(8); break;
     case GenTL::STREAM_INFO_BUF_ANNOUNCE_MIN: answer.SizeT(1); break;
@@ -321,6 +369,12 @@ void DataStream::StartAcquisition(uint64_t count) {
     if (m_closed) Fail(GenTL::GC_ERR_INVALID_HANDLE, "the data stream is closed");
     if (m_grabbing) Fail(GenTL::GC_ERR_RESOURCE_IN_USE, "acquisition is already running");
     if (m_buffers.empty()) Fail(GenTL::GC_ERR_NO_DATA, "no buffers are announced");
+    if (m_eventStream) {
+        const std::string problem = EvsOutputProblem(m_evsOutput);
+        if (!problem.empty()) Fail(GenTL::GC_ERR_INVALID_PARAMETER, problem);
+        m_sensor.Start(m_evsOutput, SteadyNs());
+        m_triggers.clear();  // edges of an earlier acquisition count in another time base
+    }
     // As in the GigE Vision producers this one models, the camera's AcquisitionMode decides how
     // many frames come; the count only has to be a valid one, and the stream runs until
     // DSStopAcquisition.
@@ -336,6 +390,8 @@ bool DataStream::StopAcquisition() {
         std::lock_guard lock(m_mutex);
         ++m_abortGeneration;  // a pending wait for a buffer ends with GC_ERR_ABORT, running or not
         Signal(m_delivered);
+        ++m_triggerAbort;  // and so does a wait for a trigger edge
+        m_triggerArrived.notify_all();
         if (!m_grabbing) return false;
         m_grabbing = false;
         m_stop = true;
@@ -420,9 +476,11 @@ void DataStream::Run() {
         const uint32_t partCount = multipart ? settingsParts : 1;
         std::vector<FrameInfo> parts;
         std::vector<size_t> offsets;
+        std::vector<EvsTrigger> triggers;
         size_t offset = 0;
         for (uint32_t part = 0; part < partCount && offset < buffer->size; ++part) {
-            parts.push_back(m_camera->Produce(buffer->memory + offset, buffer->size - offset, m_eventStream));
+            parts.push_back(m_camera->Produce(buffer->memory + offset, buffer->size - offset,
+                                              m_eventStream ? &m_sensor : nullptr, &triggers));
             offsets.push_back(offset);
             offset += parts.back().sizeFilled;
             if (parts.back().incomplete) break;
@@ -468,6 +526,14 @@ void DataStream::Run() {
             m_output.push_back(buffer);
             ++m_delivered_count;
             Signal(m_delivered);
+            if (m_triggerListening && !triggers.empty()) {
+                constexpr size_t kMaximumQueued = 1024;  // an application that never reads loses the oldest
+                for (const EvsTrigger& trigger : triggers) {
+                    if (m_triggers.size() == kMaximumQueued) m_triggers.pop_front();
+                    m_triggers.push_back(trigger);
+                }
+                m_triggerArrived.notify_all();
+            }
         }
     }
 }
@@ -544,6 +610,47 @@ void DataStream::ResetWaitForNextLeader() {
 
 void DataStream::SetupResend(uint64_t, double frameRate) {
     if (frameRate < 0) Fail(GenTL::GC_ERR_INVALID_PARAMETER, "a negative frame rate");
+}
+
+void DataStream::ListenForTriggers(bool listen) {
+    std::lock_guard lock(m_mutex);
+    m_triggerListening = listen;
+    if (listen) return;
+    m_triggers.clear();
+    ++m_triggerAbort;
+    m_triggerArrived.notify_all();
+}
+
+EvsTrigger DataStream::WaitTrigger(uint64_t timeoutMs) {
+    std::unique_lock lock(m_mutex);
+    const uint64_t abort = m_triggerAbort;
+    const auto ready = [&] { return !m_triggers.empty() || m_triggerAbort != abort; };
+    if (timeoutMs == GENTL_INFINITE) {
+        m_triggerArrived.wait(lock, ready);
+    } else if (!m_triggerArrived.wait_for(lock, std::chrono::milliseconds(std::min<uint64_t>(timeoutMs, 86400000)),
+                                          ready)) {
+        Fail(GenTL::GC_ERR_TIMEOUT, "no trigger edge arrived within " + std::to_string(timeoutMs) + " ms");
+    }
+    if (m_triggers.empty()) Fail(GenTL::GC_ERR_ABORT, "the wait was aborted");
+    const EvsTrigger trigger = m_triggers.front();
+    m_triggers.pop_front();
+    return trigger;
+}
+
+void DataStream::KillTriggerWait() {
+    std::lock_guard lock(m_mutex);
+    ++m_triggerAbort;
+    m_triggerArrived.notify_all();
+}
+
+void DataStream::FlushTriggers() {
+    std::lock_guard lock(m_mutex);
+    m_triggers.clear();
+}
+
+size_t DataStream::TriggerCount() {
+    std::lock_guard lock(m_mutex);
+    return m_triggers.size();
 }
 
 } // namespace VirtualGenTL

@@ -231,6 +231,10 @@ GC_ERROR GCRegisterEvent(EVENTSRC_HANDLE hEventSrc, EVENT_TYPE iEventID, EVENT_H
         } else if (iEventID == EVENT_REMOTE_DEVICE) {
             if (source->GetKind() != Kind::Device) Fail(GC_ERR_NOT_AVAILABLE, "remote-device events come from devices");
             camera = static_cast<Device&>(*source).CameraPointer();
+        } else if (iEventID == EVENT_NEW_EVS_TRIGGER) {
+            if (source->GetKind() != Kind::DataStream || !static_cast<DataStream&>(*source).IsEventStream())
+                Fail(GC_ERR_NOT_AVAILABLE, "trigger events come from the data stream of an event-based sensor");
+            stream = std::static_pointer_cast<DataStream>(source);
         } else if (iEventID != EVENT_ERROR) {
             Fail(GC_ERR_NOT_IMPLEMENTED, "event type " + std::to_string(iEventID) + " is not offered");
         }
@@ -238,6 +242,7 @@ GC_ERROR GCRegisterEvent(EVENTSRC_HANDLE hEventSrc, EVENT_TYPE iEventID, EVENT_H
         if (g_events.count({hEventSrc, iEventID}) != 0)
             Fail(GC_ERR_RESOURCE_IN_USE, "this event is already registered");
         if (camera) camera->ListenForEvents(true);
+        if (iEventID == EVENT_NEW_EVS_TRIGGER) stream->ListenForTriggers(true);
         auto event = std::make_shared<Event>(iEventID, stream, camera);
         *phEvent = Handles::Add(event);
         g_events[{hEventSrc, iEventID}] = *phEvent;

@@ -15,6 +15,7 @@
 
 #include <GenTL/GenTLExtensions.h>
 
+#include "../camera/EventSensor.h"
 #include "../camera/VirtualCamera.h"
 #include "../description/RegisterSpace.h"
 #include "Info.h"
@@ -184,6 +185,16 @@ public:
     void ResetWaitForNextLeader();
     void SetupResend(uint64_t windowFrames, double frameRate);
 
+    // The event-based sensor's stream: trigger edges (EVENT_NEW_EVS_TRIGGER) are queued while
+    // someone listens, with the frame period that saw them, and taken oldest first.
+    bool IsEventStream() const { return m_eventStream; }
+    void ListenForTriggers(bool listen);
+    // Throws GC_ERR_TIMEOUT, or GC_ERR_ABORT when a stop or a kill ends the wait.
+    EvsTrigger WaitTrigger(uint64_t timeoutMs);
+    void KillTriggerWait();
+    void FlushTriggers();
+    size_t TriggerCount();
+
 private:
     std::shared_ptr<BufferEntry> FindBuffer(void* handle);  // caller holds m_mutex
     void Run();
@@ -193,6 +204,7 @@ private:
         uint32_t parts = 0;  // 0: not multipart
     };
     const Settings& CurrentSettings();                      // caller holds m_mutex
+    void GuardEvsOutput(const std::string& name, int64_t value);  // after a port write
     void Signal(std::condition_variable& condition);        // caller holds m_mutex
     template <class Ready>
     void SpinBeforeBlocking(std::unique_lock<std::mutex>& lock, Ready ready);
@@ -220,6 +232,13 @@ private:
     uint64_t m_streamVersion = 0, m_deviceVersion = 0;
     std::thread m_thread;
     bool m_closed = false;
+
+    EventSensor m_sensor;  // used by the stream thread only, while acquiring
+    EvsOutput m_evsOutput;  // the last valid output written
+    std::condition_variable m_triggerArrived;  // trigger queue, kills, aborts
+    std::deque<EvsTrigger> m_triggers;
+    bool m_triggerListening = false;
+    uint64_t m_triggerAbort = 0;  // bumped by stop and kill: ends pending trigger waits
 };
 
 class Event : public Object {
@@ -236,7 +255,7 @@ public:
 
 private:
     GenTL::EVENT_TYPE m_type;
-    std::shared_ptr<DataStream> m_stream;      // new-buffer events
+    std::shared_ptr<DataStream> m_stream;      // new-buffer and trigger events
     std::shared_ptr<VirtualCamera> m_camera;   // remote-device events
     std::atomic<uint64_t> m_fired{0};
 };
