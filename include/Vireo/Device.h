@@ -77,7 +77,7 @@ public:
     void RegisterImageCallback(IImageCallback* callback) override;
     void DeregisterImageCallback(IImageCallback* callback) override;
     void DeregisterAllImageCallbacks() override;
-    void GetNextEvsTriggerEvent(uint64_t timeout) override;
+    EvsTriggerEvent GetNextEvsTriggerEvent(uint64_t timeout) override;
     void DownloadXml() override;
     ~Device() override;
 
@@ -95,6 +95,9 @@ public:
     // Forgets the interface (after it went away); GetTLInterfaceNodeMap must not be used then.
     virtual void ResetInterface() { m_interface = nullptr; }
     virtual Interface* GetInterface() { return m_interface; }
+    // An event-based sensor's stream: StartStream(stream, numBuffers) with the sensor's trigger
+    // events registered first, so that none is missed; StopStreamEVS unregisters them, then
+    // StopStream(stream). A start that fails leaves neither buffers nor the registration.
     virtual void StartStreamEVS(int stream, size_t numBuffers);
     virtual void StopStreamEVS(int stream);
 
@@ -143,6 +146,12 @@ private:
     std::atomic<int> m_currentStream{0};  // read by the image-callback thread
     int64_t m_savedPacketSize = -1;
     bool m_isLinescan = false;
+    // The event-based sensor's stream while it runs (-1 otherwise) and its trigger events (null
+    // when the producer has none), shared with threads waiting in GetNextEvsTriggerEvent. The
+    // mutex is never held across a producer call, so that a stop can end those waits.
+    std::mutex m_evsMutex;
+    int m_evsStream = -1;
+    std::shared_ptr<TLEvent> m_evsTriggerEvent;
 };
 
 } // namespace Vireo

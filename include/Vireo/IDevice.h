@@ -23,6 +23,13 @@ public:
 
 class IDevice;
 
+// One edge on an external trigger input of an event-based sensor.
+struct EvsTriggerEvent {
+    uint64_t timestampUs;  // sensor time of the edge: microseconds since the stream started
+    uint32_t channel;      // the trigger input
+    int32_t polarity;      // 1: rising edge, 0: falling edge
+};
+
 // Told, on the system's watcher thread, whenever a device's connection state changes.
 class VIREO_API IDisconnectCallback {
 public:
@@ -57,7 +64,9 @@ public:
     virtual void RegisterImageCallback(IImageCallback* callback) = 0;
     virtual void DeregisterImageCallback(IImageCallback* callback) = 0;
     virtual void DeregisterAllImageCallbacks() = 0;
-    virtual void GetNextEvsTriggerEvent(uint64_t timeout) = 0;
+    // Waits up to timeout milliseconds for the next trigger edge of a streaming event-based
+    // sensor; edges come oldest first, from the start of the stream on.
+    virtual EvsTriggerEvent GetNextEvsTriggerEvent(uint64_t timeout) = 0;
     // Writes the camera's description file to "<serial number>.xml" in the working directory.
     virtual void DownloadXml() = 0;
     virtual ~IDevice();

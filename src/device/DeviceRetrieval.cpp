@@ -135,8 +135,11 @@ IImage* Device::GetImage(int stream, uint64_t timeout) {
     }
     IBuffer* buffer = GetBuffer(stream, timeout);
     IImage* image = dynamic_cast<IImage*>(buffer);
-    if (image == nullptr)
+    if (image == nullptr) {
+        // The buffer stays out of the queue until the stream stops; only the wrapper goes.
+        delete buffer;
         VIREO_THROW_PLAIN(LogicalError, "Failed to cast Vireo::IBuffer* to Vireo::IImage* ", kUnit, "GetImage");
+    }
     return image;
 }
 
@@ -150,11 +153,13 @@ ICompressedImage* Device::GetCompressedImage(int stream, uint64_t timeout) {
     }
     IBuffer* buffer = GetBuffer(stream, timeout);
     ICompressedImage* image = dynamic_cast<ICompressedImage*>(buffer);
-    if (image == nullptr)
+    if (image == nullptr) {
+        delete buffer;
         VIREO_THROW_PLAIN(LogicalError,
                           "Failed to cast Vireo::IBuffer* to Vireo::ICompressedImage* (perhaps an unsupported "
                           "compressed pixel format)",
                           kUnit, "GetCompressedImage");
+    }
     return image;
 }
 

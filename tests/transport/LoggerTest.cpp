@@ -66,7 +66,7 @@ public:
     void RegisterImageCallback(IImageCallback*) override {}
     void DeregisterImageCallback(IImageCallback*) override {}
     void DeregisterAllImageCallbacks() override {}
-    void GetNextEvsTriggerEvent(uint64_t) override {}
+    EvsTriggerEvent GetNextEvsTriggerEvent(uint64_t) override { return {}; }
     void DownloadXml() override {}
 
 private:

@@ -32,7 +32,8 @@ void PutWord(std::vector<uint8_t>& out, uint16_t word) {
 
 // The raw encoding of a period's events and trigger edges, merged in time order (an edge
 // before an event of the same time).
-void EncodeRaw(const std::vector<SensorEvent>& events, const std::vector<EvsTrigger>& edges, std::vector<uint8_t>& out) {
+void EncodeRaw(const std::vector<SensorEvent>& events, const std::vector<EvsTrigger>& edges,
+               std::vector<uint8_t>& out) {
     uint32_t high = UINT32_MAX, low = UINT32_MAX, row = UINT32_MAX;
     const auto time = [&](uint64_t us) {
         const auto wantedHigh = uint32_t(us >> 12) & 0xFFF, wantedLow = uint32_t(us) & 0xFFF;

@@ -512,7 +512,8 @@ bool VirtualCamera::WaitForFrame(const std::atomic<bool>* stop) {
     }
 }
 
-FrameInfo VirtualCamera::Produce(uint8_t* memory, size_t size, EventSensor* sensor, std::vector<EvsTrigger>* triggers) {
+FrameInfo VirtualCamera::Produce(uint8_t* memory, size_t size, EventSensor* sensor,
+                                 std::vector<EvsTrigger>* triggers) {
     const Layout layout = CurrentLayout();
     if (sensor != nullptr)
         return sensor->Produce(memory, size, layout.width, layout.height, ++m_frameCounter, NowNs(), triggers);

@@ -6,7 +6,8 @@
 namespace VirtualGenTL {
 namespace {
 
-// The data stream that carries the event-based sensor's events (role 3 of a camera with stream roles).
+// The data stream that carries the event-based sensor's events: role 3 of a camera with stream
+// roles.
 bool CarriesSensorEvents(const VirtualCamera& camera, const std::string& id) {
     return camera.Model().streamRoles && id == "Stream3";
 }
@@ -27,8 +28,10 @@ std::unique_ptr<RegisterSpace> StreamPort(const std::string& id, bool eventStrea
         IntegerFeature("StreamMultipartNumParts", "StreamControl", Access::RW, 1, 16),
     };
     if (eventStream) {
-        features.push_back(EnumerationFeature("StreamEvsOutputFormat", "EventSensorStreamControl", EvsOutputFormatEntries()));
-        features.back().description = "How the stream sends the sensor's events: raw encoded words, event lists or contrast frames";
+        features.push_back(
+            EnumerationFeature("StreamEvsOutputFormat", "EventSensorStreamControl", EvsOutputFormatEntries()));
+        features.back().description =
+            "How the stream sends the sensor's events: raw encoded words, event lists or contrast frames";
         features.push_back(EnumerationFeature("StreamEvsBitDepth", "EventSensorStreamControl", EvsBitDepthEntries()));
         features.back().description = "Bits per event, word or pixel of the output format";
     }
