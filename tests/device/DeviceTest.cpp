@@ -136,8 +136,9 @@ TEST_F(DeviceTest, DownloadXmlWritesTheUnpackedDescriptionNamedAfterTheSerial) {
     colour->DownloadXml();
     std::stringstream text;
     text << std::ifstream("VC2448C-0001.xml").rdbuf();
+    std::filesystem::remove_all(directory);  // a working directory that is gone takes no file
+    EXPECT_EQ(TextOf([&] { colour->DownloadXml(); }), "RuntimeException: Unable to download XML (Device, DownloadXml)");
     std::filesystem::current_path(previous);
-    std::filesystem::remove_all(directory);
     EXPECT_EQ(text.str().rfind("<?xml", 0), 0u);
     EXPECT_NE(text.str().find("</RegisterDescription>"), std::string::npos);
 }
