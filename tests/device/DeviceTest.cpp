@@ -185,6 +185,36 @@ TEST_F(DeviceTest, EveryFailingStartStepGivesTheBuffersBack) {
     colour->StopStream();
 }
 
+TEST_F(DeviceTest, TheStreamIsChosenByRoleFromTheTransportFeatures) {
+    Device* camera = Open("VX2048S-0001");
+    const auto chosen = [&] {
+        camera->GetTLStreamNodeMap();  // re-evaluates the choice
+        return camera->GetCurrentStream();
+    };
+    EXPECT_EQ(chosen(), kImageStream);
+    SetNodeValue<GenICam::gcstring>(camera->GetNodeMap(), "TransportStreamProtocol", "RDMA");
+    EXPECT_EQ(chosen(), kRdmaStream);
+    SetNodeValue<GenICam::gcstring>(camera->GetNodeMap(), "TransportStreamProtocol", "TCP");
+    EXPECT_EQ(chosen(), kTcpStream);
+    SetNodeValue<bool>(camera->GetNodeMap(), "StreamMultipartEnable", true);
+    EXPECT_EQ(chosen(), kMultipartStream);
+    SetNodeValue<bool>(camera->GetNodeMap(), "StreamMultipartEnable", false);
+    SetNodeValue<GenICam::gcstring>(camera->GetNodeMap(), "TransportStreamProtocol", "UDP");
+    SetNodeValue<GenICam::gcstring>(camera->GetTLDeviceNodeMap(), "DeviceStreamProtocol", "GVRSP");
+    EXPECT_EQ(chosen(), kImageStream) << "this connection carries GVRSP";
+
+    Device* colour = Open("VC2448C-0001");
+    SetNodeValue<GenICam::gcstring>(colour->GetTLDeviceNodeMap(), "DeviceStreamProtocol", "GVRSP");
+    EXPECT_EQ(TextOf([&] { colour->GetTLStreamNodeMap(); }),
+              "RuntimeException: Cannot force GVRSP because it is not supported on current connection (Device, "
+              "GetStreamNumber)");
+    EXPECT_EQ(TextOf([&] { colour->StartStream(2); }),
+              "RuntimeException: Cannot force GVRSP because it is not supported on current connection (Device, "
+              "GetStreamNumber)");
+    EXPECT_EQ(Announced(colour, 0), 0);
+    SetNodeValue<GenICam::gcstring>(colour->GetTLDeviceNodeMap(), "DeviceStreamProtocol", "GVSP");
+}
+
 TEST_F(DeviceTest, TheTcpStreamRunsWithJumboPacketsAndRestoresThePacketSize) {
     Device* camera = Open("VX2048S-0001");
     ASSERT_EQ(camera->GetNumStreams(), 5u);
