@@ -54,6 +54,10 @@ public:
     void SetShallow(bool shallow) { m_shallow = shallow ? 1 : 0; }
 
 protected:
+    // A buffer over a data block that no stream delivered: every property is known now. The
+    // block is not released by the object.
+    Buffer(uint8_t* data, uint64_t length, uint64_t payloadType);
+
     // The cell's value, queried from the producer the first time. The cell is stored before
     // the query, so a failed query is not repeated.
     template <class T>

@@ -13,6 +13,10 @@ public:
     Image(TLDataStream* stream, void* hBuffer);
     // A deep snapshot, as Buffer(Buffer*), of the buffer and every image property.
     explicit Image(Image* other);
+    // An image over a data block of `length` bytes made outside any stream (the factory's
+    // images): every property is known now; offsets, paddings, endianness, frame id and
+    // timestamps are 0. The block is not released by the image.
+    Image(uint8_t* data, size_t length, size_t width, size_t height, uint64_t pixelFormat);
     ~Image() override;
 
     VIREO_FORWARD_BUFFER_OPERATIONS(Buffer)

@@ -38,6 +38,18 @@ Buffer::Buffer(Buffer* other)
     if (source != nullptr && size != 0) std::memcpy(m_data, source, size);
 }
 
+Buffer::Buffer(uint8_t* data, uint64_t length, uint64_t payloadType)
+    : m_data(data),
+      m_sizeFilled(std::make_unique<uint64_t>(length)),
+      m_payloadSize(std::make_unique<uint64_t>(length)),
+      m_sizeOfBuffer(std::make_unique<uint64_t>(length)),
+      m_hasChunkData(std::make_unique<bool>(false)),
+      m_payloadType(std::make_unique<uint64_t>(payloadType)),
+      m_isIncomplete(std::make_unique<bool>(false)),
+      m_frameId(std::make_unique<uint64_t>(0)),
+      m_hasImageData(std::make_unique<bool>(true)),
+      m_dataLargerThanBuffer(std::make_unique<bool>(false)) {}
+
 Buffer::~Buffer() {
     // The data block is not released here: it belongs to the producer, the caller, or the
     // factory that made this object.

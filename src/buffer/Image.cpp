@@ -25,6 +25,19 @@ Image::Image(Image* other, Snapshot&& snapshot)
       m_timestampNs(std::move(snapshot.timestampNs)),
       m_leaderReceivedTimestamp(std::move(snapshot.leaderReceivedTimestamp)) {}
 
+Image::Image(uint8_t* data, size_t length, size_t width, size_t height, uint64_t pixelFormat)
+    : Buffer(data, length, GenTL::PAYLOAD_TYPE_IMAGE),
+      m_width(std::make_unique<uint64_t>(width)),
+      m_height(std::make_unique<uint64_t>(height)),
+      m_offsetX(std::make_unique<uint64_t>(0)),
+      m_offsetY(std::make_unique<uint64_t>(0)),
+      m_pixelFormat(std::make_unique<uint64_t>(pixelFormat)),
+      m_paddingX(std::make_unique<uint64_t>(0)),
+      m_paddingY(std::make_unique<uint64_t>(0)),
+      m_pixelEndianness(std::make_unique<int32_t>(0)),
+      m_timestampNs(std::make_unique<uint64_t>(0)),
+      m_leaderReceivedTimestamp(std::make_unique<uint64_t>(0)) {}
+
 Image::~Image() = default;
 
 bool Image::VerifyCRC() {

@@ -1,0 +1,43 @@
+// The image factory: images that do not come from a device, copies of images, and every image
+// transformation. Each image it hands out belongs to the caller, who gives it back to
+// ImageFactory::Destroy. The factory is open while a system is open.
+#ifndef VIREO_IMAGEFACTORY_H
+#define VIREO_IMAGEFACTORY_H
+
+#include <cstddef>
+#include <cstdint>
+
+#include <Vireo/Config.h>
+#include <Vireo/ICompressedImage.h>
+#include <Vireo/IImage.h>
+
+namespace Vireo {
+
+// Opened by OpenSystem and closed by CloseSystem; HasImageFactoryInit tells whether it is open.
+VIREO_API void OpenImageFactory();
+VIREO_API void CloseImageFactory();
+VIREO_API bool HasImageFactoryInit();
+
+namespace ImageFactory {
+
+// The length every factory operation expects of an image: width x height x bits per pixel / 8,
+// the remainder of bits dropped.
+VIREO_API uint64_t ExpectedLength(size_t width, size_t height, uint64_t pixelFormat);
+
+// A new image holding a copy of dataSize bytes at pData; dataSize must be ExpectedLength.
+VIREO_API IImage* Create(const uint8_t* pData, size_t dataSize, size_t width, size_t height, uint64_t pixelFormat);
+// A new image of zeroed pixels.
+VIREO_API IImage* CreateEmpty(size_t dataSize, size_t width, size_t height, uint64_t pixelFormat);
+// An image over the caller's memory, which must outlive it; Destroy never frees that memory.
+VIREO_API IImage* Shallow(const uint8_t* pData, size_t dataSize, size_t width, size_t height, uint64_t pixelFormat);
+// A deep copy of any image, device images included (with their chunk data, when they carry it).
+VIREO_API IImage* Copy(IImage* pImage);
+// A deep copy of a compressed image.
+VIREO_API ICompressedImage* CopyCompressedImage(ICompressedImage* pImage);
+// Gives a factory image back. Device images are refused: they go back through RequeueBuffer.
+VIREO_API void Destroy(IImage* pImage);
+
+} // namespace ImageFactory
+} // namespace Vireo
+
+#endif
