@@ -12,6 +12,9 @@ public:
     CompressedImage();
     CompressedImage(TLDataStream* stream, void* hBuffer);
     explicit CompressedImage(CompressedImage* other);
+    // A compressed image over a stream of `size` bytes made outside any stream of a device
+    // (the factory's): payload type 1001, no timestamps. The block is not released by the image.
+    CompressedImage(uint8_t* data, size_t size, uint64_t pixelFormat);
     ~CompressedImage() override;
 
     VIREO_FORWARD_BUFFER_OPERATIONS(Buffer)

@@ -37,6 +37,19 @@ VIREO_API ICompressedImage* CopyCompressedImage(ICompressedImage* pImage);
 // Gives a factory image back. Device images are refused: they go back through RequeueBuffer.
 VIREO_API void Destroy(IImage* pImage);
 
+// A compressed image holding a copy of a QOI stream of dataSize bytes in one of the QOI_
+// formats (PixelFormat.h).
+VIREO_API ICompressedImage* CreateCompressedImage(const uint8_t* pData, size_t dataSize, uint64_t pixelFormat);
+// The plain image a compressed one holds (from the factory or a device): QOI_Mono8 gives Mono8,
+// QOI_BayerRG8 BayerRG8 (no demosaicing), QOI_RGB8 RGB8 and so on. Frame id and timestamps
+// are carried over.
+VIREO_API IImage* DecompressImage(ICompressedImage* pCompressedImage);
+// The other direction: a Mono8, Bayer 8-bit, RGB8, BGR8, YCbCr8 or YCbCr8_CbYCr image as a
+// compressed image in the matching QOI format (mono and Bayer with the single-channel stream).
+VIREO_API ICompressedImage* CompressImage(IImage* pImage);
+// Gives a factory compressed image back; compressed images from a device are refused.
+VIREO_API void DestroyCompressedImage(ICompressedImage* pCompressedImage);
+
 } // namespace ImageFactory
 } // namespace Vireo
 

@@ -18,6 +18,12 @@ CompressedImage::CompressedImage(CompressedImage* other, Snapshot&& snapshot)
       m_timestampNs(std::move(snapshot.timestampNs)),
       m_leaderReceivedTimestamp(std::move(snapshot.leaderReceivedTimestamp)) {}
 
+CompressedImage::CompressedImage(uint8_t* data, size_t size, uint64_t pixelFormat)
+    : Buffer(data, size, GenTL::PAYLOAD_TYPE_COMPRESSED_IMAGE),
+      m_pixelFormat(std::make_unique<uint64_t>(pixelFormat)),
+      m_timestampNs(std::make_unique<uint64_t>(0)),
+      m_leaderReceivedTimestamp(std::make_unique<uint64_t>(0)) {}
+
 CompressedImage::~CompressedImage() = default;
 
 bool CompressedImage::VerifyCRC() {
