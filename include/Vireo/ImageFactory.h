@@ -37,6 +37,16 @@ VIREO_API ICompressedImage* CopyCompressedImage(ICompressedImage* pImage);
 // Gives a factory image back. Device images are refused: they go back through RequeueBuffer.
 VIREO_API void Destroy(IImage* pImage);
 
+// An 8-bit image (pixelFormat: 8 bits per channel) with the source's geometry and channels,
+// each byte a run of 8 bits of the source sample chosen by `bits`: for Mono16 the sample
+// >> (8 - bits), for Mono12p >> (4 - bits), for Mono8 >> bits; 8-bit multi-channel images
+// come out unchanged for bits = 0 and black otherwise.
+VIREO_API IImage* SelectBits(IImage* pImage, uint64_t pixelFormat, int bits);
+// The bytes SelectBits makes, to size the destination of SelectBitsShallow.
+VIREO_API size_t SelectBitsLen(IImage* pImage, uint64_t pixelFormat, int bits);
+// SelectBits into the caller's memory (dstLen must be SelectBitsLen), as a shallow image.
+VIREO_API IImage* SelectBitsShallow(uint8_t* pDst, size_t dstLen, IImage* pImage, uint64_t pixelFormat, int bits);
+
 // A compressed image holding a copy of a QOI stream of dataSize bytes in one of the QOI_
 // formats (PixelFormat.h).
 VIREO_API ICompressedImage* CreateCompressedImage(const uint8_t* pData, size_t dataSize, uint64_t pixelFormat);

@@ -37,5 +37,6 @@
 #include <Vireo/ImageFactory.h>
 #include <Vireo/Crc.h>
 #include <Vireo/QoiCodec.h>
+#include <Vireo/Packing.h>
 
 #endif

@@ -129,3 +129,82 @@ TEST(FactoryWithDevices, DeviceImagesAreCopiedButNotDestroyed) {
 
 } // namespace
 } // namespace Vireo
+
+namespace Vireo {
+namespace {
+
+// Little-endian 16-bit samples as bytes.
+std::vector<uint8_t> Words(std::initializer_list<uint16_t> values) {
+    std::vector<uint8_t> bytes;
+    for (uint16_t value : values) {
+        bytes.push_back(uint8_t(value));
+        bytes.push_back(uint8_t(value >> 8));
+    }
+    return bytes;
+}
+
+std::vector<uint8_t> Selected(const std::vector<uint8_t>& source, size_t width, PfncFormat format, int bits,
+                              PfncFormat target = PfncFormat::Mono8) {
+    IImage* image = ImageFactory::Create(source.data(), source.size(), width, 1, uint64_t(format));
+    IImage* selected = ImageFactory::SelectBits(image, uint64_t(target), bits);
+    std::vector<uint8_t> bytes(selected->GetData(), selected->GetData() + selected->GetSizeFilled());
+    EXPECT_EQ(selected->GetPixelFormat(), uint64_t(target));
+    ImageFactory::Destroy(selected);
+    ImageFactory::Destroy(image);
+    return bytes;
+}
+
+using BitSelection = Factory;
+
+TEST_F(BitSelection, EachFamilyTakesItsRunOfBits) {
+    const std::vector<uint8_t> mono16 = Words({0x1234, 0xABCD});
+    EXPECT_EQ(Selected(mono16, 2, PfncFormat::Mono16, 0), (std::vector<uint8_t>{0x12, 0xAB})) << "the high byte";
+    EXPECT_EQ(Selected(mono16, 2, PfncFormat::Mono16, 8), (std::vector<uint8_t>{0x34, 0xCD})) << "the low byte";
+    EXPECT_EQ(Selected(mono16, 2, PfncFormat::Mono16, 4), (std::vector<uint8_t>{0x23, 0xBC}));
+
+    const std::vector<uint8_t> bgr8 = {10, 20, 30, 40, 50, 60};
+    EXPECT_EQ(Selected(bgr8, 2, PfncFormat::BGR8, 1, PfncFormat::BGR8), std::vector<uint8_t>(6, 0))
+        << "8-bit colour: any selection but 0 is black";
+    EXPECT_EQ(Selected(bgr8, 2, PfncFormat::BGR8, 0, PfncFormat::BGR8), bgr8);
+    EXPECT_EQ(Selected({0x80, 0x41}, 2, PfncFormat::Mono8, 1), (std::vector<uint8_t>{0x40, 0x20}));
+
+    const std::vector<uint8_t> mono10 = Words({0x3FF, 0x155, 0x0F0});
+    EXPECT_EQ(Selected(mono10, 3, PfncFormat::Mono10, 0), (std::vector<uint8_t>{15, 5, 3})) << "only the top 4 bits";
+    EXPECT_EQ(Selected(mono10, 3, PfncFormat::Mono10, 4), (std::vector<uint8_t>{0xFF, 0x55, 0x3C})) << "the top 8 bits";
+    EXPECT_EQ(Selected(Words({0xABC}), 1, PfncFormat::Mono12, 0), (std::vector<uint8_t>{0xAB}));
+
+    // Mono12p: 0xABC and 0x123 are the bytes BC 3A 12.
+    EXPECT_EQ(Selected({0xBC, 0x3A, 0x12}, 2, PfncFormat::Mono12p, 0), (std::vector<uint8_t>{0xAB, 0x12}));
+    EXPECT_EQ(Selected({0xBC, 0x3A, 0x12}, 2, PfncFormat::Mono12p, 4), (std::vector<uint8_t>{0xBC, 0x23}));
+    // Mono10Packed: the first sample's low bits come from the whole low nibble of the middle byte.
+    EXPECT_EQ(Selected({0x80, 0x3F, 0x40}, 2, PfncFormat::Mono10Packed, 2), (std::vector<uint8_t>{0x0F, 0x03}));
+    EXPECT_EQ(Selected({0x80, 0x3F, 0x40}, 2, PfncFormat::Mono10Packed, 0), (std::vector<uint8_t>{0x83, 0x40}));
+}
+
+TEST_F(BitSelection, TheShallowFormWritesIntoTheCallersBufferAndBadRequestsAreNamed) {
+    const std::vector<uint8_t> mono16 = Words({0x1234, 0xABCD, 0x0F0F});
+    IImage* image = ImageFactory::Create(mono16.data(), mono16.size(), 3, 1, uint64_t(PfncFormat::Mono16));
+    EXPECT_EQ(ImageFactory::SelectBitsLen(image, uint64_t(PfncFormat::Mono8), 0), 3u);
+    uint8_t destination[3] = {};
+    IImage* view = ImageFactory::SelectBitsShallow(destination, 3, image, uint64_t(PfncFormat::Mono8), 0);
+    EXPECT_EQ(view->GetData(), destination);
+    EXPECT_EQ(destination[1], 0xAB);
+    ImageFactory::Destroy(view);
+    EXPECT_EQ(TextOf([&] { ImageFactory::SelectBitsShallow(destination, 2, image, uint64_t(PfncFormat::Mono8), 0); }),
+              "InvalidArgumentException: Buffer length 2 does not match expected 3 (SelectBitsShallow (ImageFactory, "
+              "SelectBitsShallow)");
+    EXPECT_EQ(TextOf([&] { ImageFactory::SelectBits(image, uint64_t(PfncFormat::Mono16), 0); }),
+              "InvalidArgumentException: Bit selection only available for 8-bit transformation (ImageFactory, SelectBits)");
+    EXPECT_EQ(TextOf([&] { ImageFactory::SelectBits(nullptr, uint64_t(PfncFormat::Mono8), 0); }),
+              "InvalidArgumentException: Image is null when selecting bits (ImageFactory, SelectBits)");
+    ImageFactory::Destroy(image);
+    const uint8_t points[24] = {};
+    IImage* planar = ImageFactory::Create(points, sizeof points, 2, 1, uint64_t(PfncFormat::Coord3D_ABC32f));
+    EXPECT_NE(TextOf([&] { ImageFactory::SelectBits(planar, uint64_t(PfncFormat::Mono8), 0); })
+                  .find("Bit selection attempted but unavailable on pixel format Coord3D_ABC32f"),
+              std::string::npos);
+    ImageFactory::Destroy(planar);
+}
+
+} // namespace
+} // namespace Vireo
