@@ -47,6 +47,16 @@ VIREO_API size_t SelectBitsLen(IImage* pImage, uint64_t pixelFormat, int bits);
 // SelectBits into the caller's memory (dstLen must be SelectBitsLen), as a shallow image.
 VIREO_API IImage* SelectBitsShallow(uint8_t* pDst, size_t dstLen, IImage* pImage, uint64_t pixelFormat, int bits);
 
+// An 8-bit image of the source's samples times 2^(scale - (bits per sample - 8)), saturating at
+// 255: scale 0 gives the top 8 bits, each step of 1 doubles the gain; fractions are allowed.
+VIREO_API IImage* SelectBitsAndScale(IImage* pImage, uint64_t pixelFormat, double scale);
+
+// A new image of the same format with every sample mapped through the table: one byte per
+// entry for 8-bit samples, two (little-endian) for 10- to 16-bit, three for 24-bit; colour
+// images take one table for all channels or one per channel, end to end. Packed layouts are
+// unpacked, mapped and packed again.
+VIREO_API IImage* ProcessSoftwareLUT(IImage* pImage, uint8_t* pLUT, size_t lutLength);
+
 // A compressed image holding a copy of a QOI stream of dataSize bytes in one of the QOI_
 // formats (PixelFormat.h).
 VIREO_API ICompressedImage* CreateCompressedImage(const uint8_t* pData, size_t dataSize, uint64_t pixelFormat);

@@ -55,8 +55,9 @@ Layout LayoutOf(uint64_t format, size_t width, size_t height, size_t length) {
     }
     const size_t bitsPerPixel = GetBitsPerPixel(format);
     const std::string name = GetPixelFormatName(format);
-    // Packed layouts leave no padding to whole bytes per pixel (10p, 12p, 10Packed, BGR12p).
-    const bool packed = bitsPerPixel % 8 != 0;
+    // 10- and 12-bit samples either sit in 16-bit words or are packed without padding (10p,
+    // 12p, 10Packed, BGR12p).
+    const bool packed = bitsPerPixel < 16 * channels;
     const size_t pixelSamples = width * height * channels;
     switch (bitsPerChannel) {
     case 8:

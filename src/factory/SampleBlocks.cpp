@@ -1,0 +1,123 @@
+#include "SampleBlocks.h"
+
+#include <cstring>
+
+#include <GenICam.h>
+#include <Vireo/PixelFormat.h>
+
+namespace Vireo::ImageFactory {
+namespace {
+
+bool Contains(const std::string& text, const char* part) { return text.find(part) != std::string::npos; }
+
+} // namespace
+
+SampleLayout SampleLayoutOf(uint64_t pixelFormat, size_t width, size_t height) {
+    SampleLayout layout;
+    size_t channels = 0, bitsPerChannel = 0;
+    try {
+        channels = GetNumChannels(pixelFormat);
+        bitsPerChannel = GetBitsPerChannel(pixelFormat);
+    } catch (const GenICam::GenericException&) {
+        return layout;
+    }
+    const std::string name = GetPixelFormatName(pixelFormat);
+    if (Contains(name, "32f") || Contains(name, "Coord3D")) return layout;
+    const size_t bitsPerPixel = GetBitsPerPixel(pixelFormat);
+    const size_t pixels = width * height;
+    layout.bits = unsigned(bitsPerChannel);
+    layout.channels = channels;
+    // Subsampled YCbCr stores fewer samples than pixels x channels, in a fixed order.
+    if (Contains(name, "411")) layout.pattern = Contains(name, "CbYYCrYY") ? "100200" : "001002";
+    else if (Contains(name, "422")) layout.pattern = Contains(name, "CbYCrY") ? "1020" : "0102";
+    const size_t storedSamples = layout.pattern.empty() ? pixels * channels : pixels * bitsPerPixel / bitsPerChannel;
+    layout.samples = storedSamples;
+    // 10- and 12-bit samples either sit in 16-bit words or are packed without padding.
+    const bool packed = (bitsPerChannel == 10 || bitsPerChannel == 12) && bitsPerPixel < 16 * channels;
+    if (packed) {
+        layout.storage = SampleLayout::Storage::Packed;
+        layout.packed = Contains(name, "Packed") ? (bitsPerChannel == 10 ? Primitives::PackedLayout::Packed10
+                                                                         : Primitives::PackedLayout::Packed12)
+                                                 : (bitsPerChannel == 10 ? Primitives::PackedLayout::P10
+                                                                         : Primitives::PackedLayout::P12);
+        return layout;
+    }
+    switch (bitsPerChannel) {
+    case 8: layout.storage = SampleLayout::Storage::Byte; break;
+    case 10:
+    case 12:
+    case 14:
+    case 16: layout.storage = SampleLayout::Storage::Word; break;
+    case 24: layout.storage = SampleLayout::Storage::Triple; break;
+    default: return SampleLayout{};
+    }
+    return layout;
+}
+
+void LoadSamples(const SampleLayout& layout, const uint8_t* data, size_t first, size_t count, uint32_t* values) {
+    const uint32_t mask = layout.bits >= 32 ? ~0u : (1u << layout.bits) - 1;
+    switch (layout.storage) {
+    case SampleLayout::Storage::Byte:
+        for (size_t index = 0; index < count; ++index) values[index] = data[first + index];
+        return;
+    case SampleLayout::Storage::Word:
+        for (size_t index = 0; index < count; ++index) {
+            const uint8_t* word = data + 2 * (first + index);
+            values[index] = uint32_t(word[0] | word[1] << 8) & mask;
+        }
+        return;
+    case SampleLayout::Storage::Triple:
+        for (size_t index = 0; index < count; ++index) {
+            const uint8_t* triple = data + 3 * (first + index);
+            values[index] = uint32_t(triple[0] | triple[1] << 8 | triple[2] << 16);
+        }
+        return;
+    case SampleLayout::Storage::Packed: {
+        uint16_t words[kSampleBlock];
+        Primitives::Fast::Unpack(layout.packed, 16, data + Primitives::PackedBytes(layout.packed, first),
+                                 reinterpret_cast<uint8_t*>(words), count);
+        const unsigned align = 16 - layout.bits;
+        for (size_t index = 0; index < count; ++index) values[index] = uint32_t(words[index] >> align);
+        return;
+    }
+    case SampleLayout::Storage::None:
+        return;
+    }
+}
+
+void StoreSamples(const SampleLayout& layout, uint8_t* data, size_t first, size_t count, const uint32_t* values) {
+    const uint32_t mask = layout.bits >= 32 ? ~0u : (1u << layout.bits) - 1;
+    switch (layout.storage) {
+    case SampleLayout::Storage::Byte:
+        for (size_t index = 0; index < count; ++index) data[first + index] = uint8_t(values[index]);
+        return;
+    case SampleLayout::Storage::Word:
+        for (size_t index = 0; index < count; ++index) {
+            uint8_t* word = data + 2 * (first + index);
+            const uint32_t value = values[index] & mask;
+            word[0] = uint8_t(value);
+            word[1] = uint8_t(value >> 8);
+        }
+        return;
+    case SampleLayout::Storage::Triple:
+        for (size_t index = 0; index < count; ++index) {
+            uint8_t* triple = data + 3 * (first + index);
+            triple[0] = uint8_t(values[index]);
+            triple[1] = uint8_t(values[index] >> 8);
+            triple[2] = uint8_t(values[index] >> 16);
+        }
+        return;
+    case SampleLayout::Storage::Packed: {
+        uint16_t words[kSampleBlock];
+        const unsigned align = 16 - layout.bits;
+        for (size_t index = 0; index < count; ++index) words[index] = uint16_t((values[index] & mask) << align);
+        Primitives::Fast::Pack(layout.packed, 16, reinterpret_cast<const uint8_t*>(words),
+                               data + Primitives::PackedBytes(layout.packed, first), count);
+        return;
+    }
+    case SampleLayout::Storage::None:
+        return;
+    }
+}
+
+} // namespace Vireo::ImageFactory
