@@ -6,6 +6,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <vector>
 
 #include <Vireo/Config.h>
 #include <Vireo/ICompressedImage.h>
@@ -56,6 +57,16 @@ VIREO_API IImage* SelectBitsAndScale(IImage* pImage, uint64_t pixelFormat, doubl
 // images take one table for all channels or one per channel, end to end. Packed layouts are
 // unpacked, mapped and packed again.
 VIREO_API IImage* ProcessSoftwareLUT(IImage* pImage, uint8_t* pLUT, size_t lutLength);
+
+// The channel images of an interleaved multi-image format (dual and quad sensors, polarisation
+// angles, Stokes parameters, degree and angle of polarisation) stacked one below the other in
+// channel order, each in the plain format of one channel (Mono8, Mono12p, BayerRG8, ...).
+VIREO_API IImage* DeinterleaveChannels(IImage* pImage);
+// The bytes DeinterleaveChannels makes, to size the destination of the shallow form.
+VIREO_API size_t DeinterleaveChannelsLen(IImage* pImage);
+VIREO_API IImage* DeinterleaveChannelsShallow(uint8_t* pDst, size_t dstLen, IImage* pImage);
+// The channel images as separate images, in channel order; each goes back through Destroy.
+VIREO_API std::vector<IImage*> SplitChannels(IImage* pImage);
 
 // A compressed image holding a copy of a QOI stream of dataSize bytes in one of the QOI_
 // formats (PixelFormat.h).

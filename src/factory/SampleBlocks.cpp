@@ -30,27 +30,31 @@ SampleLayout SampleLayoutOf(uint64_t pixelFormat, size_t width, size_t height) {
     // Subsampled YCbCr stores fewer samples than pixels x channels, in a fixed order.
     if (Contains(name, "411")) layout.pattern = Contains(name, "CbYYCrYY") ? "100200" : "001002";
     else if (Contains(name, "422")) layout.pattern = Contains(name, "CbYCrY") ? "1020" : "0102";
-    const size_t storedSamples = layout.pattern.empty() ? pixels * channels : pixels * bitsPerPixel / bitsPerChannel;
-    layout.samples = storedSamples;
     // 10- and 12-bit samples either sit in 16-bit words or are packed without padding.
     const bool packed = (bitsPerChannel == 10 || bitsPerChannel == 12) && bitsPerPixel < 16 * channels;
+    size_t storageBits = 0;
     if (packed) {
         layout.storage = SampleLayout::Storage::Packed;
-        layout.packed = Contains(name, "Packed") ? (bitsPerChannel == 10 ? Primitives::PackedLayout::Packed10
-                                                                         : Primitives::PackedLayout::Packed12)
-                                                 : (bitsPerChannel == 10 ? Primitives::PackedLayout::P10
-                                                                         : Primitives::PackedLayout::P12);
-        return layout;
+        const bool packedPair = Contains(name, "Packed");  // 10Packed spends 12 bits a sample
+        layout.packed = packedPair ? (bitsPerChannel == 10 ? Primitives::PackedLayout::Packed10
+                                                           : Primitives::PackedLayout::Packed12)
+                                   : (bitsPerChannel == 10 ? Primitives::PackedLayout::P10
+                                                           : Primitives::PackedLayout::P12);
+        storageBits = packedPair ? 12 : bitsPerChannel;
+    } else {
+        switch (bitsPerChannel) {
+        case 8: layout.storage = SampleLayout::Storage::Byte; storageBits = 8; break;
+        case 10:
+        case 12:
+        case 14:
+        case 16: layout.storage = SampleLayout::Storage::Word; storageBits = 16; break;
+        case 24: layout.storage = SampleLayout::Storage::Triple; storageBits = 24; break;
+        default: return SampleLayout{};
+        }
     }
-    switch (bitsPerChannel) {
-    case 8: layout.storage = SampleLayout::Storage::Byte; break;
-    case 10:
-    case 12:
-    case 14:
-    case 16: layout.storage = SampleLayout::Storage::Word; break;
-    case 24: layout.storage = SampleLayout::Storage::Triple; break;
-    default: return SampleLayout{};
-    }
+    // Samples stored per pixel: the channels for colour, fewer for subsampled YCbCr, one where
+    // a pixel of the width is a single sample of an interleaved multi-image format.
+    layout.samples = pixels * bitsPerPixel / storageBits;
     return layout;
 }
 
