@@ -1,4 +1,4 @@
-// The factory's per-pixel operations on a 2448 x 2048 frame, beside memcpy of the same output
+// The factory's per-pixel operations (bit selection, software LUT) on a 2448 x 2048 frame, beside memcpy of the same output
 // bytes (the memory-bandwidth ceiling), with the ratio printed at the end.
 #include <Vireo/ImageFactory.h>
 #include <Vireo/PixelFormat.h>
@@ -51,6 +51,19 @@ void SelectBits(benchmark::State& state, Vireo::PfncFormat format) {
     Vireo::CloseImageFactory();
 }
 
+void Lut(benchmark::State& state, Vireo::PfncFormat format, size_t tableLength) {
+    Vireo::OpenImageFactory();
+    const size_t length = size_t(Vireo::ImageFactory::ExpectedLength(kWidth, kHeight, uint64_t(format)));
+    const std::vector<uint8_t> pixels = Noise(length);
+    std::vector<uint8_t> table = Noise(tableLength);
+    Vireo::IImage* image = Vireo::ImageFactory::Shallow(pixels.data(), length, kWidth, kHeight, uint64_t(format));
+    Measure(state, std::string("ProcessSoftwareLUT ") + Vireo::GetPixelFormatName(format), length, [&] {
+        Vireo::ImageFactory::Destroy(Vireo::ImageFactory::ProcessSoftwareLUT(image, table.data(), table.size()));
+    });
+    Vireo::ImageFactory::Destroy(image);
+    Vireo::CloseImageFactory();
+}
+
 void Memcpy(benchmark::State& state) {
     const std::vector<uint8_t> source = Noise(kWidth * kHeight);
     std::vector<uint8_t> destination(source.size());
@@ -64,6 +77,11 @@ void SelectBits_Mono12p(benchmark::State& state) { SelectBits(state, Vireo::Pfnc
 void SelectBits_Mono16(benchmark::State& state) { SelectBits(state, Vireo::PfncFormat::Mono16); }
 void SelectBits_Mono8(benchmark::State& state) { SelectBits(state, Vireo::PfncFormat::Mono8); }
 
+void Lut_Mono8(benchmark::State& state) { Lut(state, Vireo::PfncFormat::Mono8, 256); }
+void Lut_Mono16(benchmark::State& state) { Lut(state, Vireo::PfncFormat::Mono16, 131072); }
+
+BENCHMARK(Lut_Mono8)->Unit(benchmark::kMicrosecond)->MinTime(0.5);
+BENCHMARK(Lut_Mono16)->Unit(benchmark::kMicrosecond)->MinTime(0.5);
 BENCHMARK(Memcpy)->Unit(benchmark::kMicrosecond)->MinTime(0.5);
 BENCHMARK(SelectBits_Mono12p)->Unit(benchmark::kMicrosecond)->MinTime(0.5);
 BENCHMARK(SelectBits_Mono16)->Unit(benchmark::kMicrosecond)->MinTime(0.5);

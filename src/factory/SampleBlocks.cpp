@@ -22,7 +22,9 @@ SampleLayout SampleLayoutOf(uint64_t pixelFormat, size_t width, size_t height) {
         return layout;
     }
     const std::string name = GetPixelFormatName(pixelFormat);
-    if (Contains(name, "32f") || Contains(name, "Coord3D")) return layout;
+    // Compressed streams, floating-point values and event lists are no samples to map.
+    if (name.rfind("QOI_", 0) == 0 || Contains(name, "32f") || Contains(name, "128f") || Contains(name, "Coord3D"))
+        return layout;
     const size_t bitsPerPixel = GetBitsPerPixel(pixelFormat);
     const size_t pixels = width * height;
     layout.bits = unsigned(bitsPerChannel);

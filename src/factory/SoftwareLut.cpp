@@ -12,6 +12,7 @@
 
 #include "../transport/Errors.h"
 #include "FactoryChecks.h"
+#include "NoImplementation.h"
 #include "SampleBlocks.h"
 
 namespace Vireo::ImageFactory {
@@ -106,14 +107,7 @@ IImage* ProcessSoftwareLUT(IImage* pImage, uint8_t* pLUT, size_t lutLength) {
     const uint64_t format = pImage->GetPixelFormat();
     const SampleLayout layout = SampleLayoutOf(format, pImage->GetWidth(), pImage->GetHeight());
     const LutRule* rule = layout.storage == SampleLayout::Storage::None ? nullptr : RuleOf(layout, format);
-    if (rule == nullptr) {
-        const char* formatName = GetPixelFormatName(format);
-        VIREO_THROW_PLAIN(InvalidArgument,
-                          std::string(formatName) == "UnknownPixelFormat"
-                              ? std::string("Process software LUT not available")
-                              : std::string("Process software LUT attempted but unavailable on pixel format ") + formatName,
-                          kUnit, name);
-    }
+    if (rule == nullptr) ProcessSoftwareLUT_NoImpl(pImage, pLUT, lutLength, format);
     const bool perChannel = rule->perChannel != 0 && lutLength == rule->perChannel;
     if (lutLength != rule->shared && !perChannel)
         VIREO_THROW_PLAIN(InvalidArgument, rule->message + std::to_string(lutLength) + ")", kUnit, name);
@@ -125,6 +119,21 @@ IImage* ProcessSoftwareLUT(IImage* pImage, uint8_t* pLUT, size_t lutLength) {
     const size_t tableBytes = rule->shared;
     const uint8_t* input = pImage->GetData();
     uint8_t* result = const_cast<uint8_t*>(output->GetData());
+    // The common cases, one table for bytes or words, straight from sample to sample.
+    if (!perChannel && layout.storage == SampleLayout::Storage::Byte) {
+        for (size_t index = 0; index < layout.samples; ++index) result[index] = pLUT[input[index]];
+        return output;
+    }
+    if (!perChannel && layout.storage == SampleLayout::Storage::Word) {
+        const uint32_t mask = (1u << layout.bits) - 1;
+        for (size_t index = 0; index < layout.samples; ++index) {
+            const size_t entry = 2 * ((input[2 * index] | input[2 * index + 1] << 8) & mask);
+            const uint32_t value = (pLUT[entry] | pLUT[entry + 1] << 8) & mask;
+            result[2 * index] = uint8_t(value);
+            result[2 * index + 1] = uint8_t(value >> 8);
+        }
+        return output;
+    }
     uint32_t values[kSampleBlock];
     for (size_t first = 0; first < layout.samples; first += kSampleBlock) {
         const size_t count = std::min(kSampleBlock, layout.samples - first);
@@ -147,11 +156,7 @@ IImage* SelectBitsAndScale(IImage* pImage, uint64_t pixelFormat, double scale) {
     if (pImage == nullptr) VIREO_THROW_PLAIN(InvalidArgument, "Image is null when selecting bits", kUnit, name);
     const uint64_t format = pImage->GetPixelFormat();
     const SampleLayout layout = SampleLayoutOf(format, pImage->GetWidth(), pImage->GetHeight());
-    if (layout.storage == SampleLayout::Storage::None)
-        VIREO_THROW_PLAIN(InvalidArgument,
-                          std::string("Bit selection and scaling attempted but unavailable on pixel format ") +
-                              GetPixelFormatName(format),
-                          kUnit, name);
+    if (layout.storage == SampleLayout::Storage::None) SelectBitsAndScale_NoImpl(pImage, 0, scale, format);
     if (pImage->GetSizeFilled() < ExpectedLength(pImage->GetWidth(), pImage->GetHeight(), format))
         VIREO_THROW_PLAIN(InvalidArgument, "Image holds fewer bytes than its geometry needs", kUnit, name);
     // A gain of 2^scale over the top 8 bits of the sample.

@@ -3,6 +3,9 @@
 #include <stdexcept>
 #include <string>
 
+#include <GenICam.h>
+#include <Vireo/IImage.h>
+#include <Vireo/ImageFactory.h>
 #include <Vireo/PixelFormat.h>
 
 #include "../factory/NoImplementation.h"
@@ -13,16 +16,35 @@ IImplementation::~IImplementation() = default;
 
 namespace {
 
-// Until the layout routines exist every format forwards to the entry that reports them
-// unavailable.
+// The descriptor of a format processes images of that format only.
+IImage* LutForFormat(IImage* pImage, uint8_t* pLUT, size_t lutSize, uint64_t format) {
+    if (pImage != nullptr && pImage->GetPixelFormat() != format) ProcessSoftwareLUT_NoImpl(pImage, pLUT, lutSize, format);
+    return ImageFactory::ProcessSoftwareLUT(pImage, pLUT, lutSize);
+}
+
+// The output is Mono8 for single-channel formats; scaling several channels into one 8-bit
+// format is the factory call's job, where the caller names the format.
+IImage* ScaleForFormat(IImage* pImage, size_t bits, double scale, uint64_t format) {
+    size_t channels = 0;
+    try {
+        channels = GetNumChannels(format);
+    } catch (const GenICam::GenericException&) {
+    }
+    if (channels != 1 || (pImage != nullptr && pImage->GetPixelFormat() != format))
+        SelectBitsAndScale_NoImpl(pImage, bits, scale, format);
+    return ImageFactory::SelectBitsAndScale(pImage, uint64_t(PfncFormat::Mono8), scale);
+}
+
+// Every format forwards to the factory's routines for its sample layout, which report the
+// formats they cannot process.
 #define VIREO_DESCRIPTOR_Descriptor(name)                                                    \
     class PF##name final : public IImplementation {                                         \
     public:                                                                                  \
         IImage* SelectBitsAndScale(IImage* pImage, size_t bits, double scale) override {     \
-            return SelectBitsAndScale_NoImpl(pImage, bits, scale, name);                     \
+            return ScaleForFormat(pImage, bits, scale, name);                                \
         }                                                                                    \
         IImage* ProcessSoftwareLUT(IImage* pImage, uint8_t* pLUT, size_t lutSize) override { \
-            return ProcessSoftwareLUT_NoImpl(pImage, pLUT, lutSize, name);                   \
+            return LutForFormat(pImage, pLUT, lutSize, name);                                \
         }                                                                                    \
     };
 #define VIREO_DESCRIPTOR_NoDescriptor(name)

@@ -131,7 +131,7 @@ TEST_F(SoftwareLut, EveryLayoutAcceptsOnlyItsTableLengths) {
                   std::string("InvalidArgumentException: ") + row.message + " (ImageFactory, ProcessSoftwareLUT)");
     }
     EXPECT_EQ(Refusal(PfncFormat::Coord3D_ABC32f, 1, 256),
-              "InvalidArgumentException: Process software LUT attempted but unavailable on pixel format Coord3D_ABC32f "
+              "LogicalErrorException: Process software LUT attempted but unavailable on pixel format Coord3D_ABC32f "
               "(ImageFactory, ProcessSoftwareLUT)");
     EXPECT_EQ(TextOf([] { ImageFactory::ProcessSoftwareLUT(nullptr, nullptr, 256); }),
               "InvalidArgumentException: Image is null when processing software LUT (ImageFactory, ProcessSoftwareLUT)");

@@ -1,9 +1,11 @@
+#include <Vireo/ImageFactory.h>
 #include <Vireo/PixelFormat.h>
 
 #include <gtest/gtest.h>
 
 #include <memory>
 #include <set>
+#include <vector>
 #include <stdexcept>
 #include <string>
 
@@ -83,22 +85,41 @@ TEST(PixelFormatDescriptor, EachFormatHasItsOwnClass) {
     DestroyPixelFormat(nullptr);
 }
 
-TEST(PixelFormatDescriptor, ProcessingWithoutARoutineFailsNamingTheFormat) {
+TEST(PixelFormatDescriptor, ProcessingForwardsToTheFactoryForImagesOfItsFormat) {
+    OpenImageFactory();
     Descriptor descriptor(GetPixelFormat(BayerRG12p));
+    const uint8_t packed[3] = {0xBC, 0x3A, 0x12};  // 0xABC, 0x123
+    IImage* image = ImageFactory::Create(packed, 3, 2, 1, uint64_t(BayerRG12p));
+    std::vector<uint8_t> table(8192);  // every value to 0x800
+    for (size_t entry = 0; entry < 4096; ++entry) table[2 * entry + 1] = 0x08;
+    IImage* mapped = descriptor->ProcessSoftwareLUT(image, table.data(), table.size());
+    EXPECT_EQ(mapped->GetData()[0], 0x00);
+    EXPECT_EQ(mapped->GetData()[1], 0x08);
+    EXPECT_EQ(mapped->GetData()[2], 0x80);
+    ImageFactory::Destroy(mapped);
+    IImage* scaled = descriptor->SelectBitsAndScale(image, 12, 0.0);
+    EXPECT_EQ(scaled->GetData()[0], 0xAB);
+    ImageFactory::Destroy(scaled);
+
+    // An image of another format is not this descriptor's to process.
+    Descriptor other(GetPixelFormat(Mono8));
     try {
-        descriptor->ProcessSoftwareLUT(nullptr, nullptr, 8192);
+        other->ProcessSoftwareLUT(image, table.data(), 256);
         FAIL();
     } catch (const GenICam::LogicalErrorException& error) {
         EXPECT_STREQ(error.what(), "LogicalErrorException: Process software LUT attempted but unavailable on pixel "
-                                   "format BayerRG12p (ImageFactory, ProcessSoftwareLUT)");
+                                   "format Mono8 (ImageFactory, ProcessSoftwareLUT)");
     }
+    Descriptor colour(GetPixelFormat(RGB8));
     try {
-        descriptor->SelectBitsAndScale(nullptr, 12, 0.0);
+        colour->SelectBitsAndScale(nullptr, 8, 0.0);
         FAIL();
     } catch (const GenICam::LogicalErrorException& error) {
         EXPECT_STREQ(error.what(), "LogicalErrorException: Select bits and scale attempted but unavailable on pixel "
-                                   "format BayerRG12p (ImageFactory, SelectBitsAndScale)");
+                                   "format RGB8 (ImageFactory, SelectBitsAndScale)");
     }
+    ImageFactory::Destroy(image);
+    CloseImageFactory();
 }
 
 } // namespace
