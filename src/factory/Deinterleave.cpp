@@ -43,7 +43,11 @@ uint64_t FormatNamed(const std::string& name) {
 // BayerRG8, "PolarizedStokes_S0_S1_S2_S3_Mono12p" Mono12p; 0 for a format that is no
 // interleaved multi-image format.
 uint64_t ChannelFormatOf(const std::string& name) {
-    if (StartsWith(name, "Dual") || StartsWith(name, "Quad")) return FormatNamed(name.substr(4));
+    if (StartsWith(name, "Dual") || StartsWith(name, "Quad")) {
+        // "_2ch"/"_4ch": the same samples, with a pixel of the width holding every channel.
+        const size_t suffix = name.rfind("ch") == name.size() - 2 ? name.rfind('_') : std::string::npos;
+        return FormatNamed(name.substr(4, suffix == std::string::npos ? std::string::npos : suffix - 4));
+    }
     if (StartsWith(name, "PolarizedAngles_") || StartsWith(name, "PolarizedStokes_") ||
         StartsWith(name, "PolarizedDolpAolp_"))
         return FormatNamed(name.substr(name.rfind('_') + 1));

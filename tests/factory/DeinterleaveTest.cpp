@@ -90,6 +90,40 @@ TEST_F(Deinterleave, PackedSamplesComeThroughExactly) {
     ImageFactory::Destroy(stokes);
 }
 
+TEST_F(Deinterleave, AQuad10pImageKeepsItsSamplesExactly) {
+    // Eight samples, two pixels of four channels, every value different and using all 10 bits.
+    const std::vector<uint16_t> samples = {0x3FF, 0x001, 0x2AA, 0x155, 0x200, 0x0FF, 0x300, 0x0C3};
+    std::vector<uint8_t> words;
+    for (uint16_t sample : samples) {
+        words.push_back(uint8_t(sample << 6));
+        words.push_back(uint8_t(sample >> 2));
+    }
+    std::vector<uint8_t> packed(10);
+    Packing::To10p(words.data(), packed.data(), 8, 1, 16);
+    IImage* quad = Make(packed, 8, 1, PfncFormat::QuadMono10p);
+    IImage* stacked = ImageFactory::DeinterleaveChannels(quad);
+    EXPECT_EQ(stacked->GetPixelFormat(), uint64_t(PfncFormat::Mono10p));
+    EXPECT_EQ(stacked->GetWidth(), 2u);
+    EXPECT_EQ(stacked->GetHeight(), 4u);
+    std::vector<uint8_t> unpacked(16);
+    Unpacking::From10p(stacked->GetData(), unpacked.data(), 8, 1, 16);
+    for (size_t plane = 0; plane < 4; ++plane)
+        for (size_t pixel = 0; pixel < 2; ++pixel) {
+            const size_t index = plane * 2 + pixel;
+            EXPECT_EQ((unpacked[2 * index] | unpacked[2 * index + 1] << 8) >> 6, samples[4 * pixel + plane]) << index;
+        }
+    ImageFactory::Destroy(stacked);
+    ImageFactory::Destroy(quad);
+
+    // The "_2ch" form counts a pixel per pair of samples: the same planes, the source's width.
+    IImage* pairs = Make({1, 2, 3, 4}, 2, 1, PfncFormat::DualMono8_2ch);
+    stacked = ImageFactory::DeinterleaveChannels(pairs);
+    EXPECT_EQ(stacked->GetWidth(), 2u);
+    EXPECT_EQ(Bytes(stacked), (std::vector<uint8_t>{1, 3, 2, 4}));
+    ImageFactory::Destroy(stacked);
+    ImageFactory::Destroy(pairs);
+}
+
 TEST_F(Deinterleave, FormatsWithoutChannelsToSeparateAreRefused) {
     IImage* mono = Make({1, 2}, 2, 1, PfncFormat::Mono8);
     EXPECT_EQ(TextOf([&] { ImageFactory::DeinterleaveChannels(mono); }),
