@@ -14,6 +14,10 @@
 
 namespace Vireo {
 
+// How Bayer sources are demosaiced: bilinear colour-filter-array interpolation, or adaptive
+// homogeneity-directed demosaicing (sharper edges, fewer colour fringes, slower).
+enum _EBayerAlgorithm { BayerAlgorithmBilinear = 0, BayerAlgorithmAHD = 1 };
+
 // Opened by OpenSystem and closed by CloseSystem; HasImageFactoryInit tells whether it is open.
 VIREO_API void OpenImageFactory();
 VIREO_API void CloseImageFactory();
@@ -67,6 +71,15 @@ VIREO_API size_t DeinterleaveChannelsLen(IImage* pImage);
 VIREO_API IImage* DeinterleaveChannelsShallow(uint8_t* pDst, size_t dstLen, IImage* pImage);
 // The channel images as separate images, in channel order; each goes back through Destroy.
 VIREO_API std::vector<IImage*> SplitChannels(IImage* pImage);
+
+// A new image of the source's geometry in pixelFormat. Conversions without a direct routine go
+// through BGRa8; mono formats beyond 8 bits convert among themselves at full depth.
+VIREO_API IImage* Convert(IImage* pImage, uint64_t pixelFormat, _EBayerAlgorithm bayerAlgo = BayerAlgorithmBilinear);
+// The bytes a conversion to pixelFormat makes: width x height x bits per pixel / 8.
+VIREO_API size_t ConvertLen(IImage* pImage, uint64_t pixelFormat);
+// Convert into the caller's memory (dstLen must be ConvertLen), as a shallow image.
+VIREO_API IImage* ConvertShallow(uint8_t* pDst, size_t dstLen, IImage* pImage, uint64_t pixelFormat,
+                                 _EBayerAlgorithm bayerAlgo = BayerAlgorithmBilinear);
 
 // A compressed image holding a copy of a QOI stream of dataSize bytes in one of the QOI_
 // formats (PixelFormat.h).

@@ -21,6 +21,9 @@ extern uint64_t g_poolSizeA;
 extern uint64_t g_poolSizeB;
 extern uint64_t g_poolSizeC;
 
+extern std::mutex g_ippMutex;  // held for the whole of every standard conversion
+extern uint8_t g_ippInit;       // set once the conversion engine is ready
+
 // Called by system start-up and close.
 VIREO_API void OpenImageFactory();
 VIREO_API void CloseImageFactory();

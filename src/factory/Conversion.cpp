@@ -1,0 +1,271 @@
+// Pixel-format conversion. Conversions without a direct routine pass through one hub format,
+// BGRa8: a "from" stage expands the source into it, a "to" stage reduces it into the target.
+// Direct routines keep the full depth of mono formats beyond 8 bits.
+#include <Vireo/ImageFactory.h>
+
+#include <algorithm>
+#include <cstring>
+#include <memory>
+#include <mutex>
+#include <string>
+
+#include <Vireo/Image.h>
+#include <Vireo/PixelFormat.h>
+
+#include "../transport/Errors.h"
+#include "FactoryChecks.h"
+#include "FactoryState.h"
+#include "SampleBlocks.h"
+
+namespace Vireo {
+
+std::mutex g_ippMutex;
+uint8_t g_ippInit = 0;
+
+namespace ImageFactory {
+namespace {
+
+constexpr const char* kUnit = "ImageFactory";
+using F = PfncFormat;
+
+[[noreturn]] void Fail(const std::string& message) { VIREO_THROW_PLAIN(Runtime, message, kUnit, "Convert"); }
+
+std::string NameOf(uint64_t format) { return GetPixelFormatName(format); }
+
+// --- the hub ------------------------------------------------------------------------------
+
+// Grey into B, G and R; alpha 0.
+void GreyToHub(const uint8_t* grey, uint8_t* hub, size_t pixels) {
+    for (size_t index = 0; index < pixels; ++index) {
+        hub[4 * index] = hub[4 * index + 1] = hub[4 * index + 2] = grey[index];
+        hub[4 * index + 3] = 0;
+    }
+}
+
+// Every sample of a mono layout reduced to its top 8 bits (24-bit samples too).
+void MonoToGrey(const SampleLayout& layout, const uint8_t* source, uint8_t* grey) {
+    uint32_t values[kSampleBlock];
+    const unsigned shift = layout.bits - 8;
+    for (size_t first = 0; first < layout.samples; first += kSampleBlock) {
+        const size_t count = std::min(kSampleBlock, layout.samples - first);
+        LoadSamples(layout, source, first, count, values);
+        for (size_t index = 0; index < count; ++index) grey[first + index] = uint8_t(values[index] >> shift);
+    }
+}
+
+// The stored channels weighted 0.299, 0.587 and 0.114 in stored order (blue, green, red),
+// rounded to the nearest value.
+void HubToGrey(const uint8_t* hub, uint8_t* grey, size_t pixels) {
+    for (size_t index = 0; index < pixels; ++index) {
+        const uint8_t* pixel = hub + 4 * index;
+        grey[index] = uint8_t((299u * pixel[0] + 587u * pixel[1] + 114u * pixel[2] + 500u) / 1000u);
+    }
+}
+
+bool IsMono(uint64_t format) {
+    switch (F(format)) {
+    case F::Mono8: case F::Mono10: case F::Mono12: case F::Mono16: case F::Mono24: case F::Mono10p:
+    case F::Mono10Packed: case F::Mono12p: case F::Mono12Packed:
+        return true;
+    default:
+        return false;
+    }
+}
+
+// Source into BGRa8; false when the source has no from stage.
+bool FromStage(uint64_t format, const uint8_t* source, uint8_t* hub, size_t width, size_t height) {
+    const size_t pixels = width * height;
+    if (IsMono(format)) {
+        const SampleLayout layout = SampleLayoutOf(format, width, height);
+        std::unique_ptr<uint8_t[]> grey;
+        const uint8_t* plane = source;
+        if (format != uint64_t(F::Mono8)) {
+            grey.reset(new uint8_t[pixels]);
+            if (format == uint64_t(F::Mono16)) {
+                // Full range: 65535 becomes 255.
+                for (size_t index = 0; index < pixels; ++index)
+                    grey[index] = uint8_t(((source[2 * index] | source[2 * index + 1] << 8) * 255u + 32767u) / 65535u);
+            } else {
+                MonoToGrey(layout, source, grey.get());
+            }
+            plane = grey.get();
+        }
+        GreyToHub(plane, hub, pixels);
+        return true;
+    }
+    const bool rgb = format == uint64_t(F::RGB8), bgr = format == uint64_t(F::BGR8);
+    if (rgb || bgr) {
+        for (size_t index = 0; index < pixels; ++index) {
+            const uint8_t* pixel = source + 3 * index;
+            hub[4 * index] = rgb ? pixel[2] : pixel[0];
+            hub[4 * index + 1] = pixel[1];
+            hub[4 * index + 2] = rgb ? pixel[0] : pixel[2];
+            hub[4 * index + 3] = 0;
+        }
+        return true;
+    }
+    const bool rgb16 = format == uint64_t(F::RGB16), bgr16 = format == uint64_t(F::BGR16);
+    if (rgb16 || bgr16) {
+        for (size_t index = 0; index < pixels; ++index) {
+            const uint8_t* pixel = source + 6 * index;
+            const auto scaled = [pixel](size_t channel) {
+                return uint8_t(((pixel[2 * channel] | pixel[2 * channel + 1] << 8) * 255u + 32767u) / 65535u);
+            };
+            hub[4 * index] = scaled(rgb16 ? 2 : 0);
+            hub[4 * index + 1] = scaled(1);
+            hub[4 * index + 2] = scaled(rgb16 ? 0 : 2);
+            hub[4 * index + 3] = 0;
+        }
+        return true;
+    }
+    return false;
+}
+
+// BGRa8 into the target; false when the target has no to stage.
+bool ToStage(uint64_t format, const uint8_t* hub, uint8_t* target, size_t width, size_t height) {
+    const size_t pixels = width * height;
+    if (IsMono(format)) {
+        if (format == uint64_t(F::Mono8)) {
+            HubToGrey(hub, target, pixels);
+            return true;
+        }
+        std::unique_ptr<uint8_t[]> grey(new uint8_t[pixels]);
+        HubToGrey(hub, grey.get(), pixels);
+        if (format == uint64_t(F::Mono16)) {
+            // The grey value goes into the high byte; the low byte stays as it was.
+            for (size_t index = 0; index < pixels; ++index) target[2 * index + 1] = grey[index];
+            return true;
+        }
+        // The other depths: the grey value at the top of the sample.
+        const SampleLayout layout = SampleLayoutOf(format, width, height);
+        uint32_t values[kSampleBlock];
+        const unsigned shift = layout.bits - 8;
+        for (size_t first = 0; first < layout.samples; first += kSampleBlock) {
+            const size_t count = std::min(kSampleBlock, layout.samples - first);
+            for (size_t index = 0; index < count; ++index) values[index] = uint32_t(grey[first + index]) << shift;
+            StoreSamples(layout, target, first, count, values);
+        }
+        return true;
+    }
+    // Channel order of the three-channel targets; RGB24 and BGR24 share one order on purpose.
+    const bool toRgb = format == uint64_t(F::RGB8) || format == uint64_t(F::RGB16) ||
+                       format == uint64_t(F::RGB24) || format == uint64_t(F::BGR24);
+    const bool toBgr = format == uint64_t(F::BGR8) || format == uint64_t(F::BGR16);
+    if (!toRgb && !toBgr) return false;
+    const size_t bytes = format == uint64_t(F::RGB8) || format == uint64_t(F::BGR8) ? 1
+                         : format == uint64_t(F::RGB16) || format == uint64_t(F::BGR16) ? 2
+                                                                                         : 3;
+    for (size_t index = 0; index < pixels; ++index) {
+        const uint8_t* pixel = hub + 4 * index;
+        const uint8_t channels[3] = {toRgb ? pixel[2] : pixel[0], pixel[1], toRgb ? pixel[0] : pixel[2]};
+        for (size_t channel = 0; channel < 3; ++channel) {
+            uint8_t* sample = target + (3 * index + channel) * bytes;
+            // Wider samples: the 8-bit value over the full range (16 bits) or at the top (24 bits).
+            if (bytes == 1) {
+                sample[0] = channels[channel];
+            } else if (bytes == 2) {
+                const uint32_t wide = uint32_t(channels[channel]) * 257u;
+                sample[0] = uint8_t(wide);
+                sample[1] = uint8_t(wide >> 8);
+            } else {
+                sample[0] = 0;
+                sample[1] = 0;
+                sample[2] = channels[channel];
+            }
+        }
+    }
+    return true;
+}
+
+// --- direct routines ----------------------------------------------------------------------
+
+// Mono formats beyond 8 bits convert among themselves through 16-bit, most significant bit
+// aligned values, without losing depth.
+bool MonoShortcut(uint64_t from, uint64_t to, const uint8_t* source, uint8_t* target, size_t width, size_t height) {
+    static const uint64_t kDeep[] = {uint64_t(F::Mono10), uint64_t(F::Mono10p), uint64_t(F::Mono10Packed),
+                                     uint64_t(F::Mono12), uint64_t(F::Mono12p), uint64_t(F::Mono12Packed),
+                                     uint64_t(F::Mono16)};
+    const auto deep = [](uint64_t format) { return std::find(std::begin(kDeep), std::end(kDeep), format) != std::end(kDeep); };
+    if (!deep(from) || !deep(to)) return false;
+    const SampleLayout in = SampleLayoutOf(from, width, height), out = SampleLayoutOf(to, width, height);
+    uint32_t values[kSampleBlock];
+    for (size_t first = 0; first < in.samples; first += kSampleBlock) {
+        const size_t count = std::min(kSampleBlock, in.samples - first);
+        LoadSamples(in, source, first, count, values);
+        for (size_t index = 0; index < count; ++index)
+            values[index] = (values[index] << (16 - in.bits)) >> (16 - out.bits);
+        StoreSamples(out, target, first, count, values);
+    }
+    return true;
+}
+
+bool IsBayer(uint64_t format) { return NameOf(format).rfind("Bayer", 0) == 0; }
+
+bool HoldsSeveralImages(uint64_t format) {
+    const std::string name = NameOf(format);
+    return name.rfind("Dual", 0) == 0 || name.rfind("Quad", 0) == 0 || name.rfind("Polarized", 0) == 0;
+}
+
+// One conversion into `target` (zeroed, ConvertLen bytes).
+void StandardProcess(IImage* source, uint8_t* target, uint64_t to, _EBayerAlgorithm algorithm) {
+    std::lock_guard lock(g_ippMutex);
+    g_ippInit = 1;
+    const uint64_t from = source->GetPixelFormat();
+    const size_t width = source->GetWidth(), height = source->GetHeight();
+    const uint8_t* data = source->GetData();
+    if (from == to) {
+        std::memcpy(target, data, size_t(ExpectedLength(width, height, to)));
+        return;
+    }
+    if (IsBayer(from) && algorithm != BayerAlgorithmBilinear && algorithm != BayerAlgorithmAHD)
+        Fail("Conversion error, unknown algorithm");
+    if (MonoShortcut(from, to, data, target, width, height)) return;
+    if (to == uint64_t(F::BGRa8)) {
+        if (!FromStage(from, data, target, width, height))
+            Fail("Pixel format conversion from " + NameOf(from) + " not yet implemented");
+        return;
+    }
+    if (IsBayer(to)) Fail("To pixel format " + NameOf(to) + " not available, reverse bayer interpolation not supported");
+    if (HoldsSeveralImages(to))
+        Fail("To pixel format " + NameOf(to) + " not supported due to multiple-channel ambiguity");
+    std::unique_ptr<uint8_t[]> hub(new uint8_t[4 * width * height]());
+    if (!FromStage(from, data, hub.get(), width, height))
+        Fail("Pixel format conversion from " + NameOf(from) + " not yet implemented");
+    if (!ToStage(to, hub.get(), target, width, height))
+        Fail("Pixel format conversion to " + NameOf(to) + " not yet implemented");
+}
+
+} // namespace
+
+size_t ConvertLen(IImage* pImage, uint64_t pixelFormat) {
+    CheckInit("ConvertLen");
+    CheckParam(pImage, "ConvertLen");
+    return size_t(ExpectedLength(pImage->GetWidth(), pImage->GetHeight(), pixelFormat));
+}
+
+IImage* Convert(IImage* pImage, uint64_t pixelFormat, _EBayerAlgorithm bayerAlgo) {
+    CheckInit("Convert");
+    CheckParam(pImage, "Convert");
+    const size_t length = size_t(ExpectedLength(pImage->GetWidth(), pImage->GetHeight(), pixelFormat));
+    std::unique_ptr<uint8_t[]> block(new uint8_t[length]());
+    StandardProcess(pImage, block.get(), pixelFormat, bayerAlgo);
+    auto* image = new Image(block.get(), length, pImage->GetWidth(), pImage->GetHeight(), pixelFormat);
+    block.release();
+    return image;
+}
+
+IImage* ConvertShallow(uint8_t* pDst, size_t dstLen, IImage* pImage, uint64_t pixelFormat, _EBayerAlgorithm bayerAlgo) {
+    constexpr const char* name = "ConvertShallow";
+    CheckInit(name);
+    CheckParam(pDst, name);
+    CheckParam(dstLen, name);
+    CheckParam(pImage, name);
+    CheckLen(dstLen, ExpectedLength(pImage->GetWidth(), pImage->GetHeight(), pixelFormat), name);
+    StandardProcess(pImage, pDst, pixelFormat, bayerAlgo);
+    auto* image = new Image(pDst, dstLen, pImage->GetWidth(), pImage->GetHeight(), pixelFormat);
+    image->SetShallow(true);
+    return image;
+}
+
+} // namespace ImageFactory
+} // namespace Vireo

@@ -1,0 +1,97 @@
+#include <Vireo/ImageFactory.h>
+#include <Vireo/PixelFormat.h>
+
+#include <gtest/gtest.h>
+
+#include <vector>
+
+#include "support/TextOf.h"
+
+namespace Vireo {
+namespace {
+
+using F = PfncFormat;
+
+class Conversion : public ::testing::Test {
+protected:
+    void SetUp() override { OpenImageFactory(); }
+    void TearDown() override { CloseImageFactory(); }
+    // The bytes of a width x 1 image converted to `to`.
+    std::vector<uint8_t> Converted(const std::vector<uint8_t>& bytes, size_t width, F from, F to,
+                                   _EBayerAlgorithm algorithm = BayerAlgorithmBilinear) {
+        IImage* image = ImageFactory::Create(bytes.data(), bytes.size(), width, 1, uint64_t(from));
+        std::vector<uint8_t> result;
+        try {
+            IImage* converted = ImageFactory::Convert(image, uint64_t(to), algorithm);
+            EXPECT_EQ(converted->GetPixelFormat(), uint64_t(to));
+            EXPECT_EQ(converted->GetWidth(), width);
+            result.assign(converted->GetData(), converted->GetData() + converted->GetSizeFilled());
+            ImageFactory::Destroy(converted);
+        } catch (...) {
+            ImageFactory::Destroy(image);
+            throw;
+        }
+        ImageFactory::Destroy(image);
+        return result;
+    }
+};
+
+TEST_F(Conversion, MonoDepthsFollowTheirRules) {
+    const std::vector<uint8_t> packed = {0xBC, 0x3A, 0x12};  // Mono12p 0xABC, 0x123
+    EXPECT_EQ(Converted(packed, 2, F::Mono12p, F::Mono12p), packed) << "the own format is copied unchanged";
+    EXPECT_EQ(Converted({0xBC, 0x0A, 0x23, 0x01}, 2, F::Mono12, F::Mono8), (std::vector<uint8_t>{0xAB, 0x12}))
+        << "the top 8 of 12 bits";
+    EXPECT_EQ(Converted({0xFF, 0xFF, 0x00, 0x80, 0x00, 0x00}, 3, F::Mono16, F::Mono8), (std::vector<uint8_t>{255, 128, 0}))
+        << "the full 16-bit range onto 8 bits";
+    // Full depth between the deep mono formats.
+    EXPECT_EQ(Converted(packed, 2, F::Mono12p, F::Mono12), (std::vector<uint8_t>{0xBC, 0x0A, 0x23, 0x01}));
+    EXPECT_EQ(Converted({0xFF, 0x03}, 1, F::Mono10, F::Mono16), (std::vector<uint8_t>{0xC0, 0xFF}));
+    EXPECT_EQ(Converted({0xBC, 0x0A, 0x23, 0x01}, 2, F::Mono12, F::Mono12Packed), (std::vector<uint8_t>{0xAB, 0x3C, 0x12}));
+    // Through the hub: grey to the top of the deeper sample.
+    EXPECT_EQ(Converted({0xAB}, 1, F::Mono8, F::Mono16), (std::vector<uint8_t>{0x00, 0xAB}));
+    EXPECT_EQ(Converted({0xAB}, 1, F::Mono8, F::Mono10), (std::vector<uint8_t>{0xAC, 0x02}));
+}
+
+TEST_F(Conversion, ColourPassesThroughTheHubInItsStoredOrder) {
+    const std::vector<uint8_t> rgb = {255, 0, 0, 0, 0, 255};  // a red pixel, a blue pixel
+    EXPECT_EQ(Converted(rgb, 2, F::RGB8, F::BGR8), (std::vector<uint8_t>{0, 0, 255, 255, 0, 0}));
+    // The hub is B, G, R and the grey weights go to the stored order: blue 0.299, red 0.114.
+    EXPECT_EQ(Converted(rgb, 2, F::RGB8, F::Mono8), (std::vector<uint8_t>{29, 76}));
+    EXPECT_EQ(Converted(rgb, 2, F::RGB8, F::BGRa8), (std::vector<uint8_t>{0, 0, 255, 0, 255, 0, 0, 0}));
+    EXPECT_EQ(Converted(rgb, 2, F::RGB8, F::RGB24), Converted(rgb, 2, F::RGB8, F::BGR24))
+        << "RGB24 and BGR24 share one channel order";
+    EXPECT_EQ(Converted({0x80}, 1, F::Mono8, F::RGB8), (std::vector<uint8_t>{0x80, 0x80, 0x80}));
+    EXPECT_EQ(Converted(rgb, 2, F::RGB8, F::RGB16),
+              (std::vector<uint8_t>{255, 255, 0, 0, 0, 0, 0, 0, 0, 0, 255, 255}));
+}
+
+TEST_F(Conversion, WhatCannotBeConvertedIsNamed) {
+    const std::vector<uint8_t> bayer(4);
+    EXPECT_EQ(TextOf([&] { Converted(bayer, 4, F::BayerRG8, F::RGB8, _EBayerAlgorithm(2)); }),
+              "RuntimeException: Conversion error, unknown algorithm (ImageFactory, Convert)");
+    EXPECT_EQ(TextOf([&] { Converted(bayer, 4, F::Mono8, F::BayerRG8); }),
+              "RuntimeException: To pixel format BayerRG8 not available, reverse bayer interpolation not supported "
+              "(ImageFactory, Convert)");
+    EXPECT_EQ(TextOf([&] { Converted(bayer, 4, F::Mono8, F::DualMono8); }),
+              "RuntimeException: To pixel format DualMono8 not supported due to multiple-channel ambiguity "
+              "(ImageFactory, Convert)");
+    EXPECT_EQ(TextOf([&] { Converted(std::vector<uint8_t>(12), 1, F::Coord3D_ABC32f, F::Mono8); }),
+              "RuntimeException: Pixel format conversion from Coord3D_ABC32f not yet implemented (ImageFactory, Convert)");
+    EXPECT_EQ(TextOf([&] { Converted(bayer, 4, F::Mono8, F::YUV422_8_UYVY); }),
+              "RuntimeException: Pixel format conversion to YUV422_8_UYVY not yet implemented (ImageFactory, Convert)");
+
+    const std::vector<uint8_t> grey = {1, 2, 3, 4};
+    IImage* image = ImageFactory::Create(grey.data(), grey.size(), 4, 1, uint64_t(F::Mono8));
+    EXPECT_EQ(ImageFactory::ConvertLen(image, uint64_t(F::RGB8)), 12u);
+    std::vector<uint8_t> destination(12);
+    IImage* view = ImageFactory::ConvertShallow(destination.data(), destination.size(), image, uint64_t(F::RGB8));
+    EXPECT_EQ(destination[3], 2);
+    ImageFactory::Destroy(view);
+    EXPECT_EQ(TextOf([&] { ImageFactory::ConvertShallow(destination.data(), 11, image, uint64_t(F::RGB8)); }),
+              "InvalidArgumentException: Buffer length 11 does not match expected 12 (ConvertShallow (ImageFactory, "
+              "ConvertShallow)");
+    ImageFactory::Destroy(image);
+}
+
+} // namespace
+} // namespace Vireo
