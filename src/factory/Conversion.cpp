@@ -72,9 +72,68 @@ bool IsMono(uint64_t format) {
     }
 }
 
+// The colour of position (x, y) of a Bayer mosaic: 0 red, 1 green, 2 blue. The grid code
+// numbers the patterns by their first two samples: 0 BGGR, 1 RGGB, 2 GBRG, 3 GRBG.
+int MosaicColour(int grid, size_t x, size_t y) {
+    static const int kPatterns[4][4] = {{2, 1, 1, 0}, {0, 1, 1, 2}, {1, 2, 0, 1}, {1, 0, 2, 1}};
+    return kPatterns[grid][(y % 2) * 2 + (x % 2)];
+}
+
+int GridOf(const std::string& name) {
+    if (name.compare(5, 2, "BG") == 0) return 0;
+    if (name.compare(5, 2, "RG") == 0) return 1;
+    if (name.compare(5, 2, "GB") == 0) return 2;
+    return 3;  // GR
+}
+
+// Bilinear colour-filter-array interpolation of an 8-bit mosaic into BGRa8: each missing
+// colour is the mean of the nearest samples of that colour (edges mirrored).
+void DemosaicBilinear(const uint8_t* mosaic, uint8_t* hub, size_t width, size_t height, int grid) {
+    const auto at = [&](long x, long y) {
+        x = x < 0 ? -x : (x >= long(width) ? 2 * long(width) - 2 - x : x);
+        y = y < 0 ? -y : (y >= long(height) ? 2 * long(height) - 2 - y : y);
+        x = std::clamp(x, 0L, long(width) - 1);
+        y = std::clamp(y, 0L, long(height) - 1);
+        return std::pair<int, int>{mosaic[size_t(y) * width + size_t(x)], MosaicColour(grid, size_t(x), size_t(y))};
+    };
+    for (size_t y = 0; y < height; ++y)
+        for (size_t x = 0; x < width; ++x) {
+            unsigned sums[3] = {0, 0, 0}, counts[3] = {0, 0, 0};
+            const int own = MosaicColour(grid, x, y);
+            for (long dy = -1; dy <= 1; ++dy)
+                for (long dx = -1; dx <= 1; ++dx) {
+                    const auto [value, colour] = at(long(x) + dx, long(y) + dy);
+                    // Green comes from the four direct neighbours only; the centre counts alone
+                    // for its own colour.
+                    if (colour == own && (dx != 0 || dy != 0)) continue;
+                    if (colour == 1 && dx != 0 && dy != 0) continue;
+                    sums[colour] += unsigned(value);
+                    ++counts[colour];
+                }
+            uint8_t* pixel = hub + 4 * (y * width + x);
+            for (int colour = 0; colour < 3; ++colour) {
+                const uint8_t value = counts[colour] == 0 ? 0 : uint8_t((sums[colour] + counts[colour] / 2) / counts[colour]);
+                pixel[2 - colour] = value;  // B, G, R
+            }
+            pixel[3] = 0;
+        }
+}
+
 // Source into BGRa8; false when the source has no from stage.
-bool FromStage(uint64_t format, const uint8_t* source, uint8_t* hub, size_t width, size_t height) {
+bool FromStage(uint64_t format, const uint8_t* source, uint8_t* hub, size_t width, size_t height,
+               _EBayerAlgorithm algorithm) {
     const size_t pixels = width * height;
+    const std::string name = NameOf(format);
+    if (name.rfind("Bayer", 0) == 0 && name.size() >= 8) {
+        // Deeper mosaics are reduced to their top 8 bits first.
+        const SampleLayout layout = SampleLayoutOf(format, width, height);
+        if (layout.storage == SampleLayout::Storage::None || layout.channels != 1) return false;
+        std::unique_ptr<uint8_t[]> mosaic(new uint8_t[pixels]);
+        MonoToGrey(layout, source, mosaic.get());
+        if (algorithm == BayerAlgorithmAHD) Fail("Pixel format conversion from " + name + " with AHD not yet implemented");
+        DemosaicBilinear(mosaic.get(), hub, width, height, GridOf(name));
+        return true;
+    }
     if (IsMono(format)) {
         const SampleLayout layout = SampleLayoutOf(format, width, height);
         std::unique_ptr<uint8_t[]> grey;
@@ -221,7 +280,7 @@ void StandardProcess(IImage* source, uint8_t* target, uint64_t to, _EBayerAlgori
         Fail("Conversion error, unknown algorithm");
     if (MonoShortcut(from, to, data, target, width, height)) return;
     if (to == uint64_t(F::BGRa8)) {
-        if (!FromStage(from, data, target, width, height))
+        if (!FromStage(from, data, target, width, height, algorithm))
             Fail("Pixel format conversion from " + NameOf(from) + " not yet implemented");
         return;
     }
@@ -229,7 +288,7 @@ void StandardProcess(IImage* source, uint8_t* target, uint64_t to, _EBayerAlgori
     if (HoldsSeveralImages(to))
         Fail("To pixel format " + NameOf(to) + " not supported due to multiple-channel ambiguity");
     std::unique_ptr<uint8_t[]> hub(new uint8_t[4 * width * height]());
-    if (!FromStage(from, data, hub.get(), width, height))
+    if (!FromStage(from, data, hub.get(), width, height, algorithm))
         Fail("Pixel format conversion from " + NameOf(from) + " not yet implemented");
     if (!ToStage(to, hub.get(), target, width, height))
         Fail("Pixel format conversion to " + NameOf(to) + " not yet implemented");

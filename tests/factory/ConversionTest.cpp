@@ -65,10 +65,42 @@ TEST_F(Conversion, ColourPassesThroughTheHubInItsStoredOrder) {
               (std::vector<uint8_t>{255, 255, 0, 0, 0, 0, 0, 0, 0, 0, 255, 255}));
 }
 
+TEST_F(Conversion, BilinearDemosaicingRestoresFlatColourOnEveryGrid) {
+    // A flat colour (red 200, green 100, blue 50) seen through each Bayer pattern comes back
+    // exactly, edges included.
+    const struct {
+        F format;
+        uint8_t tile[4];  // top-left, top-right, bottom-left, bottom-right
+    } grids[] = {
+        {F::BayerRG8, {200, 100, 100, 50}},
+        {F::BayerBG8, {50, 100, 100, 200}},
+        {F::BayerGR8, {100, 200, 50, 100}},
+        {F::BayerGB8, {100, 50, 200, 100}},
+    };
+    for (const auto& grid : grids) {
+        const size_t width = 6, height = 4;
+        std::vector<uint8_t> mosaic(width * height);
+        for (size_t y = 0; y < height; ++y)
+            for (size_t x = 0; x < width; ++x) mosaic[y * width + x] = grid.tile[(y % 2) * 2 + x % 2];
+        IImage* image = ImageFactory::Create(mosaic.data(), mosaic.size(), width, height, uint64_t(grid.format));
+        IImage* colour = ImageFactory::Convert(image, uint64_t(F::RGB8));
+        for (size_t pixel = 0; pixel < width * height; ++pixel) {
+            EXPECT_EQ(colour->GetData()[3 * pixel], 200) << GetPixelFormatName(grid.format) << " pixel " << pixel;
+            EXPECT_EQ(colour->GetData()[3 * pixel + 1], 100);
+            EXPECT_EQ(colour->GetData()[3 * pixel + 2], 50);
+        }
+        ImageFactory::Destroy(colour);
+        ImageFactory::Destroy(image);
+    }
+}
+
 TEST_F(Conversion, WhatCannotBeConvertedIsNamed) {
     const std::vector<uint8_t> bayer(4);
     EXPECT_EQ(TextOf([&] { Converted(bayer, 4, F::BayerRG8, F::RGB8, _EBayerAlgorithm(2)); }),
               "RuntimeException: Conversion error, unknown algorithm (ImageFactory, Convert)");
+    EXPECT_EQ(TextOf([&] { Converted(bayer, 4, F::BayerRG8, F::RGB8, BayerAlgorithmAHD); }),
+              "RuntimeException: Pixel format conversion from BayerRG8 with AHD not yet implemented (ImageFactory, "
+              "Convert)");
     EXPECT_EQ(TextOf([&] { Converted(bayer, 4, F::Mono8, F::BayerRG8); }),
               "RuntimeException: To pixel format BayerRG8 not available, reverse bayer interpolation not supported "
               "(ImageFactory, Convert)");
