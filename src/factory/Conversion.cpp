@@ -119,6 +119,48 @@ void DemosaicBilinear(const uint8_t* mosaic, uint8_t* hub, size_t width, size_t 
         }
 }
 
+// YCbCr of ITU-R BT.601 with video range (Y 16-235, chroma 16-240), in 16-bit fixed point so
+// that every build gives the same bytes.
+uint8_t Clamp8(int value) { return uint8_t(std::clamp(value, 0, 255)); }
+
+void YCbCrToBgr(int y, int cb, int cr, uint8_t* bgr) {
+    const int luma = 76284 * (y - 16);  // 1.164
+    cb -= 128;
+    cr -= 128;
+    constexpr int kHalf = 1 << 15;
+    bgr[0] = Clamp8((luma + 132252 * cb + kHalf) >> 16);              // 2.018
+    bgr[1] = Clamp8((luma - 53281 * cr - 25625 * cb + kHalf) >> 16);  // 0.813, 0.391
+    bgr[2] = Clamp8((luma + 104595 * cr + kHalf) >> 16);              // 1.596
+}
+
+void BgrToYCbCr(const uint8_t* bgr, int& y, int& cb, int& cr) {
+    const int b = bgr[0], g = bgr[1], r = bgr[2];
+    constexpr int kHalf = 1 << 15;
+    y = std::clamp((16843 * r + 33030 * g + 6423 * b + kHalf + (16 << 16)) >> 16, 0, 255);     // .257 .504 .098
+    cb = std::clamp((-9699 * r - 19071 * g + 28770 * b + kHalf + (128 << 16)) >> 16, 0, 255);  // -.148 -.291 .439
+    cr = std::clamp((28770 * r - 24117 * g - 4653 * b + kHalf + (128 << 16)) >> 16, 0, 255);   // .439 -.368 -.071
+}
+
+// Byte positions of Y0, Cb, Y1 and Cr in a 4-byte pair of 4:2:2 pixels.
+struct PairLayout {
+    int y0, cb, y1, cr;
+};
+
+bool PairLayoutOf(uint64_t format, PairLayout& layout) {
+    switch (F(format)) {
+    case F::YCbCr422_8:
+    case F::YUV422_8:
+        layout = {0, 1, 2, 3};  // Y Cb Y Cr
+        return true;
+    case F::YCbCr422_8_CbYCrY:
+    case F::YUV422_8_UYVY:
+        layout = {1, 0, 3, 2};  // Cb Y Cr Y
+        return true;
+    default:
+        return false;
+    }
+}
+
 // Source into BGRa8; false when the source has no from stage.
 bool FromStage(uint64_t format, const uint8_t* source, uint8_t* hub, size_t width, size_t height,
                _EBayerAlgorithm algorithm) {
@@ -163,6 +205,21 @@ bool FromStage(uint64_t format, const uint8_t* source, uint8_t* hub, size_t widt
         }
         return true;
     }
+    PairLayout pair{};
+    if (PairLayoutOf(format, pair)) {
+        for (size_t index = 0; index < pixels; ++index) {
+            const uint8_t* bytes = source + 4 * (index / 2);
+            // An odd last pixel stands alone in two bytes: its luma and the chroma byte that
+            // comes first; the missing chroma is taken as neutral.
+            const bool alone = index + 1 == pixels && index % 2 == 0;
+            const int y = bytes[index % 2 == 0 ? pair.y0 : pair.y1];
+            const int cb = !alone || pair.cb < 2 ? bytes[pair.cb] : 128;
+            const int cr = !alone || pair.cr < 2 ? bytes[pair.cr] : 128;
+            YCbCrToBgr(y, cb, cr, hub + 4 * index);
+            hub[4 * index + 3] = 0;
+        }
+        return true;
+    }
     const bool rgb16 = format == uint64_t(F::RGB16), bgr16 = format == uint64_t(F::BGR16);
     if (rgb16 || bgr16) {
         for (size_t index = 0; index < pixels; ++index) {
@@ -203,6 +260,27 @@ bool ToStage(uint64_t format, const uint8_t* hub, uint8_t* target, size_t width,
             const size_t count = std::min(kSampleBlock, layout.samples - first);
             for (size_t index = 0; index < count; ++index) values[index] = uint32_t(grey[first + index]) << shift;
             StoreSamples(layout, target, first, count, values);
+        }
+        return true;
+    }
+    PairLayout pair{};
+    if (PairLayoutOf(format, pair)) {
+        // Two pixels share their chroma: the mean of both pixels' chroma.
+        for (size_t index = 0; index + 1 < pixels + 1; index += 2) {
+            int y0, cb0, cr0, y1 = 0, cb1 = 0, cr1 = 0;
+            BgrToYCbCr(hub + 4 * index, y0, cb0, cr0);
+            const bool both = index + 1 < pixels;
+            if (both) BgrToYCbCr(hub + 4 * (index + 1), y1, cb1, cr1);
+            uint8_t* bytes = target + 2 * index;
+            bytes[pair.y0] = uint8_t(y0);
+            // A pair of one pixel (odd count) carries only the first two bytes.
+            if (!both) {
+                bytes[pair.cb < 2 ? pair.cb : pair.cr] = uint8_t(pair.cb < 2 ? cb0 : cr0);
+                break;
+            }
+            bytes[pair.y1] = uint8_t(y1);
+            bytes[pair.cb] = uint8_t((cb0 + cb1 + 1) / 2);
+            bytes[pair.cr] = uint8_t((cr0 + cr1 + 1) / 2);
         }
         return true;
     }

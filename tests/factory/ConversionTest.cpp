@@ -94,6 +94,28 @@ TEST_F(Conversion, BilinearDemosaicingRestoresFlatColourOnEveryGrid) {
     }
 }
 
+TEST_F(Conversion, YCbCr422UsesVideoRangeBt601BothWays) {
+    // Black, white and a mid grey in U Y V Y order: video range 16..235 maps onto 0..255.
+    EXPECT_EQ(Converted({128, 16, 128, 235}, 2, F::YUV422_8_UYVY, F::RGB8), (std::vector<uint8_t>{0, 0, 0, 255, 255, 255}));
+    EXPECT_EQ(Converted({126, 128, 128, 128}, 2, F::YCbCr422_8, F::Mono8), (std::vector<uint8_t>{128, 130}));
+    // Primary colours come back within the rounding of two conversions and shared chroma.
+    const std::vector<uint8_t> colours = {255, 0, 0, 255, 0, 0, 0, 0, 255, 0, 0, 255, 90, 160, 30, 90, 160, 30};
+    const std::vector<uint8_t> yuv = Converted(colours, 6, F::RGB8, F::YUV422_8_UYVY);
+    ASSERT_EQ(yuv.size(), 12u);
+    EXPECT_EQ(yuv[1], 82) << "red's luma";
+    EXPECT_EQ(yuv[0], 90) << "red's Cb";
+    EXPECT_EQ(yuv[2], 240) << "red's Cr";
+    const std::vector<uint8_t> back = Converted(yuv, 6, F::YUV422_8_UYVY, F::RGB8);
+    for (size_t index = 0; index < colours.size(); ++index)
+        EXPECT_NEAR(int(back[index]), int(colours[index]), 3) << index;
+    // Y Cb Y Cr and Cb Y Cr Y hold the same values in another order.
+    const std::vector<uint8_t> ycbcr = Converted(colours, 6, F::RGB8, F::YCbCr422_8);
+    for (size_t pair = 0; pair < 3; ++pair) {
+        EXPECT_EQ(ycbcr[4 * pair], yuv[4 * pair + 1]);
+        EXPECT_EQ(ycbcr[4 * pair + 1], yuv[4 * pair]);
+    }
+}
+
 TEST_F(Conversion, WhatCannotBeConvertedIsNamed) {
     const std::vector<uint8_t> bayer(4);
     EXPECT_EQ(TextOf([&] { Converted(bayer, 4, F::BayerRG8, F::RGB8, _EBayerAlgorithm(2)); }),
@@ -109,8 +131,8 @@ TEST_F(Conversion, WhatCannotBeConvertedIsNamed) {
               "(ImageFactory, Convert)");
     EXPECT_EQ(TextOf([&] { Converted(std::vector<uint8_t>(12), 1, F::Coord3D_ABC32f, F::Mono8); }),
               "RuntimeException: Pixel format conversion from Coord3D_ABC32f not yet implemented (ImageFactory, Convert)");
-    EXPECT_EQ(TextOf([&] { Converted(bayer, 4, F::Mono8, F::YUV422_8_UYVY); }),
-              "RuntimeException: Pixel format conversion to YUV422_8_UYVY not yet implemented (ImageFactory, Convert)");
+    EXPECT_EQ(TextOf([&] { Converted(bayer, 4, F::Mono8, F::YUV411_8_UYYVYY); }),
+              "RuntimeException: Pixel format conversion to YUV411_8_UYYVYY not yet implemented (ImageFactory, Convert)");
 
     const std::vector<uint8_t> grey = {1, 2, 3, 4};
     IImage* image = ImageFactory::Create(grey.data(), grey.size(), 4, 1, uint64_t(F::Mono8));
