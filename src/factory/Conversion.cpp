@@ -161,6 +161,26 @@ bool PairLayoutOf(uint64_t format, PairLayout& layout) {
     }
 }
 
+// Byte positions of Y, Cb and Cr in a 3-byte 4:4:4 pixel.
+bool TripleLayoutOf(uint64_t format, int& y, int& cb, int& cr) {
+    switch (F(format)) {
+    case F::YCbCr8: y = 0, cb = 1, cr = 2; return true;         // Y Cb Cr
+    case F::YCbCr8_CbYCr:
+    case F::YUV8_UYV: y = 1, cb = 0, cr = 2; return true;       // Cb Y Cr (U Y V)
+    default: return false;
+    }
+}
+
+// 4:1:1: four pixels in six bytes, their four luma values and one Cb and one Cr.
+bool QuadLayoutOf(uint64_t format, int (&luma)[4], int& cb, int& cr) {
+    switch (F(format)) {
+    case F::YCbCr411_8: luma[0] = 0, luma[1] = 1, cb = 2, luma[2] = 3, luma[3] = 4, cr = 5; return true;  // Y Y Cb Y Y Cr
+    case F::YCbCr411_8_CbYYCrYY:
+    case F::YUV411_8_UYYVYY: cb = 0, luma[0] = 1, luma[1] = 2, cr = 3, luma[2] = 4, luma[3] = 5; return true;
+    default: return false;
+    }
+}
+
 // Source into BGRa8; false when the source has no from stage.
 bool FromStage(uint64_t format, const uint8_t* source, uint8_t* hub, size_t width, size_t height,
                _EBayerAlgorithm algorithm) {
@@ -202,6 +222,28 @@ bool FromStage(uint64_t format, const uint8_t* source, uint8_t* hub, size_t widt
             hub[4 * index + 1] = pixel[1];
             hub[4 * index + 2] = rgb ? pixel[0] : pixel[2];
             hub[4 * index + 3] = 0;
+        }
+        return true;
+    }
+    int yAt = 0, cbAt = 0, crAt = 0;
+    if (TripleLayoutOf(format, yAt, cbAt, crAt)) {
+        for (size_t index = 0; index < pixels; ++index) {
+            const uint8_t* bytes = source + 3 * index;
+            YCbCrToBgr(bytes[yAt], bytes[cbAt], bytes[crAt], hub + 4 * index);
+            hub[4 * index + 3] = 0;
+        }
+        return true;
+    }
+    int lumaAt[4] = {};
+    if (QuadLayoutOf(format, lumaAt, cbAt, crAt)) {
+        // Whole groups of four only: a pixel count that is not a multiple of four leaves its
+        // last pixels black, as the stream has no chroma for them.
+        for (size_t index = 0; index + 4 <= pixels; index += 4) {
+            const uint8_t* bytes = source + 6 * (index / 4);
+            for (size_t pixel = 0; pixel < 4; ++pixel) {
+                YCbCrToBgr(bytes[lumaAt[pixel]], bytes[cbAt], bytes[crAt], hub + 4 * (index + pixel));
+                hub[4 * (index + pixel) + 3] = 0;
+            }
         }
         return true;
     }
@@ -260,6 +302,36 @@ bool ToStage(uint64_t format, const uint8_t* hub, uint8_t* target, size_t width,
             const size_t count = std::min(kSampleBlock, layout.samples - first);
             for (size_t index = 0; index < count; ++index) values[index] = uint32_t(grey[first + index]) << shift;
             StoreSamples(layout, target, first, count, values);
+        }
+        return true;
+    }
+    int yAt = 0, cbAt = 0, crAt = 0;
+    if (TripleLayoutOf(format, yAt, cbAt, crAt)) {
+        for (size_t index = 0; index < pixels; ++index) {
+            int y, cb, cr;
+            BgrToYCbCr(hub + 4 * index, y, cb, cr);
+            uint8_t* bytes = target + 3 * index;
+            bytes[yAt] = uint8_t(y);
+            bytes[cbAt] = uint8_t(cb);
+            bytes[crAt] = uint8_t(cr);
+        }
+        return true;
+    }
+    int lumaAt[4] = {};
+    if (QuadLayoutOf(format, lumaAt, cbAt, crAt)) {
+        // Four pixels share their chroma: the mean of theirs. Whole groups only.
+        for (size_t index = 0; index + 4 <= pixels; index += 4) {
+            uint8_t* bytes = target + 6 * (index / 4);
+            int cbSum = 0, crSum = 0;
+            for (size_t pixel = 0; pixel < 4; ++pixel) {
+                int y, cb, cr;
+                BgrToYCbCr(hub + 4 * (index + pixel), y, cb, cr);
+                bytes[lumaAt[pixel]] = uint8_t(y);
+                cbSum += cb;
+                crSum += cr;
+            }
+            bytes[cbAt] = uint8_t((cbSum + 2) / 4);
+            bytes[crAt] = uint8_t((crSum + 2) / 4);
         }
         return true;
     }

@@ -108,6 +108,14 @@ TEST_F(Conversion, YCbCr422UsesVideoRangeBt601BothWays) {
     const std::vector<uint8_t> back = Converted(yuv, 6, F::YUV422_8_UYVY, F::RGB8);
     for (size_t index = 0; index < colours.size(); ++index)
         EXPECT_NEAR(int(back[index]), int(colours[index]), 3) << index;
+    // 4:4:4 keeps every pixel's chroma; 4:1:1 shares it among four.
+    const std::vector<uint8_t> full = Converted(colours, 6, F::RGB8, F::YUV8_UYV);
+    EXPECT_EQ(std::vector<uint8_t>(full.begin(), full.begin() + 3), (std::vector<uint8_t>{90, 82, 240}));
+    EXPECT_EQ(Converted(full, 6, F::YUV8_UYV, F::RGB8), Converted(Converted(colours, 6, F::RGB8, F::YCbCr8), 6, F::YCbCr8, F::RGB8));
+    const std::vector<uint8_t> grey4 = {128, 128, 128, 128, 128, 128, 128, 128, 128, 128, 128, 128};
+    const std::vector<uint8_t> quarter = Converted(grey4, 4, F::RGB8, F::YUV411_8_UYYVYY);
+    EXPECT_EQ(quarter, (std::vector<uint8_t>{128, 126, 126, 128, 126, 126}));
+    EXPECT_EQ(Converted(quarter, 4, F::YUV411_8_UYYVYY, F::Mono8), (std::vector<uint8_t>{128, 128, 128, 128}));
     // Y Cb Y Cr and Cb Y Cr Y hold the same values in another order.
     const std::vector<uint8_t> ycbcr = Converted(colours, 6, F::RGB8, F::YCbCr422_8);
     for (size_t pair = 0; pair < 3; ++pair) {
@@ -131,8 +139,8 @@ TEST_F(Conversion, WhatCannotBeConvertedIsNamed) {
               "(ImageFactory, Convert)");
     EXPECT_EQ(TextOf([&] { Converted(std::vector<uint8_t>(12), 1, F::Coord3D_ABC32f, F::Mono8); }),
               "RuntimeException: Pixel format conversion from Coord3D_ABC32f not yet implemented (ImageFactory, Convert)");
-    EXPECT_EQ(TextOf([&] { Converted(bayer, 4, F::Mono8, F::YUV411_8_UYYVYY); }),
-              "RuntimeException: Pixel format conversion to YUV411_8_UYYVYY not yet implemented (ImageFactory, Convert)");
+    EXPECT_EQ(TextOf([&] { Converted(bayer, 4, F::Mono8, F::YCbCr601_422_8); }),
+              "RuntimeException: Pixel format conversion to YCbCr601_422_8 not yet implemented (ImageFactory, Convert)");
 
     const std::vector<uint8_t> grey = {1, 2, 3, 4};
     IImage* image = ImageFactory::Create(grey.data(), grey.size(), 4, 1, uint64_t(F::Mono8));
