@@ -7,7 +7,7 @@
 #include <cstdint>
 #include <mutex>
 
-#include <Vireo/Config.h>
+#include <Vireo/ImageFactory.h>  // OpenImageFactory, CloseImageFactory, HasImageFactoryInit
 
 namespace Vireo {
 
@@ -23,11 +23,6 @@ extern uint64_t g_poolSizeC;
 
 extern std::mutex g_ippMutex;  // held for the whole of every standard conversion
 extern uint8_t g_ippInit;       // set once the conversion engine is ready
-
-// Called by system start-up and close.
-VIREO_API void OpenImageFactory();
-VIREO_API void CloseImageFactory();
-VIREO_API bool HasImageFactoryInit();
 
 } // namespace Vireo
 

@@ -20,6 +20,23 @@
 namespace Vireo {
 namespace {
 
+// Counts the connection changes it is told of.
+struct DisconnectCounter : IDisconnectCallback {
+        void OnDeviceDisconnected(IDevice*) override {
+            std::lock_guard lock(mutex);
+            ++calls;
+            changed.notify_all();
+        }
+        std::mutex mutex;
+        std::condition_variable changed;
+        int calls = 0;
+    // Whether `count` calls arrived within ten seconds.
+    bool WaitFor(int count) {
+        std::unique_lock lock(mutex);
+        return changed.wait_for(lock, std::chrono::seconds(10), [&] { return calls == count; });
+    }
+};
+
 class Reliability : public ::testing::Test {
 protected:
     void SetUp() override {
@@ -115,24 +132,12 @@ TEST_F(Reliability, AThousandStartsAndStops) {
 }
 
 TEST_F(Reliability, ACameraThatGoesAwayMidStreamIsReportedAndStillClosed) {
-    struct Watcher : IDisconnectCallback {
-        void OnDeviceDisconnected(IDevice*) override {
-            std::lock_guard lock(mutex);
-            ++calls;
-            changed.notify_all();
-        }
-        std::mutex mutex;
-        std::condition_variable changed;
-        int calls = 0;
-    } watcher;
+    DisconnectCounter watcher;
     system->RegisterDeviceDisconnectCallback(device, &watcher);
     device->StartStream(4);
     device->RequeueBuffer(device->GetImage(5000));
     ASSERT_EQ(VirtualProducerSetConnected("VM1280M-0001", 0), GenTL::GC_ERR_SUCCESS);
-    {
-        std::unique_lock lock(watcher.mutex);
-        EXPECT_TRUE(watcher.changed.wait_for(lock, std::chrono::seconds(10), [&] { return watcher.calls == 1; }));
-    }
+    EXPECT_TRUE(watcher.WaitFor(1));
     EXPECT_FALSE(device->IsConnected());
     system->DeregisterAllDeviceDisconnectCallbacks();
     system->DestroyDevice(device);
@@ -140,32 +145,17 @@ TEST_F(Reliability, ACameraThatGoesAwayMidStreamIsReportedAndStillClosed) {
 }
 
 TEST_F(Reliability, AReconnectTakenAsKnownIsNotReportedAgain) {
-    struct Counter : IDisconnectCallback {
-        void OnDeviceDisconnected(IDevice*) override {
-            std::lock_guard lock(mutex);
-            ++calls;
-            changed.notify_all();
-        }
-        std::mutex mutex;
-        std::condition_variable changed;
-        int calls = 0;
-    } first, second;
+    DisconnectCounter first, second;
     DeviceCbManager manager;
     manager.RegisterCallback(device, &first);
     ASSERT_EQ(VirtualProducerSetConnected("VM1280M-0001", 0), GenTL::GC_ERR_SUCCESS);
-    {
-        std::unique_lock lock(first.mutex);
-        ASSERT_TRUE(first.changed.wait_for(lock, std::chrono::seconds(10), [&] { return first.calls == 1; }));
-    }
+    ASSERT_TRUE(first.WaitFor(1));
     manager.DeregisterAllCallbacks();  // the watcher stops; the registration stays
     ASSERT_EQ(VirtualProducerSetConnected("VM1280M-0001", 1), GenTL::GC_ERR_SUCCESS);
     manager.ConnectDevice(device);
     manager.RegisterCallback(device, &second);  // starts the watcher again
     ASSERT_EQ(VirtualProducerSetConnected("VM1280M-0001", 0), GenTL::GC_ERR_SUCCESS);
-    {
-        std::unique_lock lock(second.mutex);
-        ASSERT_TRUE(second.changed.wait_for(lock, std::chrono::seconds(10), [&] { return second.calls == 1; }));
-    }
+    ASSERT_TRUE(second.WaitFor(1));
     std::lock_guard lock(first.mutex);
     EXPECT_EQ(first.calls, 2) << "the reconnect was taken as known: only the second loss is news";
 }
