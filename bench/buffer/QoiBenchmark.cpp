@@ -12,13 +12,12 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <map>
 #include <string>
 #include <vector>
 
-#include <unistd.h>
 
 #include "QoiBenchmarkFrames.h"
+#include "support/TimingReporter.h"
 
 #define QOI_NO_STDIO
 #define QOI_IMPLEMENTATION
@@ -122,35 +121,7 @@ void RegisterAll() {
     benchmark::RegisterBenchmark("QoiDecode/Mono8/Reference(R=G=B)", [](benchmark::State& s) { DecodeLoop(s, GetInputs().greyAsRgbStream, 3, monoBytes, ReferenceDecode); });
 }
 
-// Keeps the time per frame of every case (the median when repetitions are asked for) for the
-// summary printed after the usual table.
-class SummaryReporter : public benchmark::ConsoleReporter {
-public:
-    // Colours only on a terminal, so that a saved log stays readable.
-    SummaryReporter() : ConsoleReporter(isatty(fileno(stdout)) ? OO_ColorTabular : OO_Tabular) {}
-
-    void ReportRuns(const std::vector<Run>& runs) override {
-        for (const Run& run : runs) {
-            const double seconds = run.GetAdjustedRealTime() / benchmark::GetTimeUnitMultiplier(run.time_unit);
-            if (run.run_type == Run::RT_Aggregate && run.aggregate_name == "median")
-                medians[run.run_name.function_name] = seconds;
-            else if (run.run_type == Run::RT_Iteration && !run.error_occurred)
-                single[run.run_name.function_name] = seconds;
-        }
-        ConsoleReporter::ReportRuns(runs);
-    }
-
-    double Seconds(const std::string& name) const {
-        if (auto found = medians.find(name); found != medians.end()) return found->second;
-        if (auto found = single.find(name); found != single.end()) return found->second;
-        return 0;
-    }
-
-private:
-    std::map<std::string, double> medians, single;
-};
-
-void PrintSummary(const SummaryReporter& reporter) {
+void PrintSummary(const Vireo::Bench::TimingReporter& reporter) {
     const Inputs& in = GetInputs();
     std::printf("\nQOI on a %u x %u frame (MB = 10^6 bytes of the frame as delivered; ratio = reference time / our time)\n",
                 frameWidth, frameHeight);
@@ -183,7 +154,7 @@ int main(int argumentCount, char** arguments) {
     benchmark::Initialize(&argumentCount, arguments);
     if (benchmark::ReportUnrecognizedArguments(argumentCount, arguments)) return 1;
     RegisterAll();
-    SummaryReporter reporter;
+    Vireo::Bench::TimingReporter reporter;
     benchmark::RunSpecifiedBenchmarks(&reporter);
     PrintSummary(reporter);
     benchmark::Shutdown();

@@ -15,6 +15,7 @@
 #include "../primitives/PackedSamples.h"
 #include "../transport/Errors.h"
 #include "FactoryChecks.h"
+#include "SampleBlocks.h"
 
 namespace Vireo::ImageFactory {
 namespace {
@@ -152,12 +153,14 @@ void SelectInto(uint8_t* __restrict out, const uint8_t* __restrict in, const Lay
             tenBits ? Primitives::PackedLayout::P10
                     : (EndsWith(GetPixelFormatName(format), "Packed") ? Primitives::PackedLayout::Packed12
                                                                       : Primitives::PackedLayout::P12);
-        constexpr size_t kBlock = 4096;  // samples; a multiple of every group
-        uint16_t samples[kBlock];
-        for (size_t first = 0; first < count; first += kBlock) {
-            const size_t block = std::min(kBlock, count - first);
-            Primitives::Fast::Unpack(packedLayout, 16, in + Primitives::PackedBytes(packedLayout, first),
-                                     reinterpret_cast<uint8_t*>(samples), block);
+        SampleLayout whole;
+        whole.storage = SampleLayout::Storage::Packed;
+        whole.packed = packedLayout;
+        whole.samples = count;
+        uint16_t samples[kSampleBlock];
+        for (size_t first = 0; first < count; first += kSampleBlock) {
+            const size_t block = std::min(kSampleBlock, count - first);
+            UnpackRange(whole, 16, in, first, block, reinterpret_cast<uint8_t*>(samples));
             // The samples are most significant bit aligned: shift by the alignment too.
             const int shift = (tenBits ? 2 - n : 4 - n) + (tenBits ? 6 : 4);
             SelectAll(out + first, samples, block, shift, 0xFFFF);

@@ -30,8 +30,11 @@ SampleLayout SampleLayoutOf(uint64_t pixelFormat, size_t width, size_t height) {
     layout.bits = unsigned(bitsPerChannel);
     layout.channels = channels;
     // Subsampled YCbCr stores fewer samples than pixels x channels, in a fixed order.
-    if (Contains(name, "411")) layout.pattern = Contains(name, "CbYYCrYY") ? "100200" : "001002";
-    else if (Contains(name, "422")) layout.pattern = Contains(name, "CbYCrY") ? "1020" : "0102";
+    // Chroma first in the CbYYCrYY / UYYVYY and CbYCrY / UYVY orders.
+    if (Contains(name, "411"))
+        layout.pattern = Contains(name, "CbYYCrYY") || Contains(name, "UYYVYY") ? "100200" : "001002";
+    else if (Contains(name, "422"))
+        layout.pattern = Contains(name, "CbYCrY") || Contains(name, "UYVY") ? "1020" : "0102";
     // 10- and 12-bit samples either sit in 16-bit words or are packed without padding.
     const bool packed = (bitsPerChannel == 10 || bitsPerChannel == 12) && bitsPerPixel < 16 * channels;
     size_t storageBits = 0;
@@ -80,8 +83,7 @@ void LoadSamples(const SampleLayout& layout, const uint8_t* data, size_t first, 
         return;
     case SampleLayout::Storage::Packed: {
         uint16_t words[kSampleBlock];
-        Primitives::Fast::Unpack(layout.packed, 16, data + Primitives::PackedBytes(layout.packed, first),
-                                 reinterpret_cast<uint8_t*>(words), count);
+        UnpackRange(layout, 16, data, first, count, reinterpret_cast<uint8_t*>(words));
         const unsigned align = 16 - layout.bits;
         for (size_t index = 0; index < count; ++index) values[index] = uint32_t(words[index] >> align);
         return;
@@ -117,13 +119,60 @@ void StoreSamples(const SampleLayout& layout, uint8_t* data, size_t first, size_
         uint16_t words[kSampleBlock];
         const unsigned align = 16 - layout.bits;
         for (size_t index = 0; index < count; ++index) words[index] = uint16_t((values[index] & mask) << align);
-        Primitives::Fast::Pack(layout.packed, 16, reinterpret_cast<const uint8_t*>(words),
-                               data + Primitives::PackedBytes(layout.packed, first), count);
+        PackRange(layout, 16, reinterpret_cast<const uint8_t*>(words), data, first, count);
         return;
     }
     case SampleLayout::Storage::None:
         return;
     }
+}
+
+namespace {
+
+// Bytes of the whole image's packed samples as its buffer holds them (rounded down).
+size_t StoredBytes(const SampleLayout& layout) {
+    const size_t bits = layout.packed == Primitives::PackedLayout::P10 ? 10 : 12;
+    return layout.samples / 8 * bits + layout.samples % 8 * bits / 8;
+}
+
+// Samples in one packed group.
+size_t GroupSamples(Primitives::PackedLayout layout) { return layout == Primitives::PackedLayout::P10 ? 4 : 2; }
+
+} // namespace
+
+void UnpackRange(const SampleLayout& layout, unsigned plainBits, const uint8_t* data, size_t first, size_t count,
+                 uint8_t* plain) {
+    using Primitives::PackedBytes;
+    const size_t stored = StoredBytes(layout), whole = first + count;
+    if (PackedBytes(layout.packed, whole) <= stored) {
+        Primitives::Fast::Unpack(layout.packed, plainBits, data + PackedBytes(layout.packed, first), plain, count);
+        return;
+    }
+    // The last group is cut short: unpack it from a copy padded with zeros.
+    const size_t tailFirst = (whole - 1) / GroupSamples(layout.packed) * GroupSamples(layout.packed);
+    const size_t before = tailFirst - first;
+    Primitives::Fast::Unpack(layout.packed, plainBits, data + PackedBytes(layout.packed, first), plain, before);
+    uint8_t group[8] = {};
+    const size_t tailStart = PackedBytes(layout.packed, tailFirst);
+    std::memcpy(group, data + tailStart, stored - tailStart);
+    Primitives::Fast::Unpack(layout.packed, plainBits, group, plain + before * plainBits / 8, whole - tailFirst);
+}
+
+void PackRange(const SampleLayout& layout, unsigned plainBits, const uint8_t* plain, uint8_t* data, size_t first,
+               size_t count) {
+    using Primitives::PackedBytes;
+    const size_t stored = StoredBytes(layout), whole = first + count;
+    if (PackedBytes(layout.packed, whole) <= stored) {
+        Primitives::Fast::Pack(layout.packed, plainBits, plain, data + PackedBytes(layout.packed, first), count);
+        return;
+    }
+    const size_t tailFirst = (whole - 1) / GroupSamples(layout.packed) * GroupSamples(layout.packed);
+    const size_t before = tailFirst - first;
+    Primitives::Fast::Pack(layout.packed, plainBits, plain, data + PackedBytes(layout.packed, first), before);
+    uint8_t group[8] = {};
+    Primitives::Fast::Pack(layout.packed, plainBits, plain + before * plainBits / 8, group, whole - tailFirst);
+    const size_t tailStart = PackedBytes(layout.packed, tailFirst);
+    std::memcpy(data + tailStart, group, stored - tailStart);
 }
 
 } // namespace Vireo::ImageFactory

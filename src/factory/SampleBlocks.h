@@ -41,6 +41,16 @@ void LoadSamples(const SampleLayout& layout, const uint8_t* data, size_t first, 
 // Writes them back in the same layout; bits above the sample's width are dropped.
 void StoreSamples(const SampleLayout& layout, uint8_t* data, size_t first, size_t count, const uint32_t* values);
 
+// Packed samples [first, first + count) to or from plain 8- or 16-bit samples (most
+// significant bit aligned), `first` a multiple of 4. An image's buffer ends after
+// samples x bits / 8 bytes, rounded down, so its last group can be cut short: those samples
+// get the bits the buffer has (the missing ones read as 0), and nothing is written past
+// the buffer's end.
+void UnpackRange(const SampleLayout& layout, unsigned plainBits, const uint8_t* data, size_t first, size_t count,
+                 uint8_t* plain);
+void PackRange(const SampleLayout& layout, unsigned plainBits, const uint8_t* plain, uint8_t* data, size_t first,
+               size_t count);
+
 } // namespace Vireo::ImageFactory
 
 #endif

@@ -34,6 +34,9 @@ HWY_BEFORE_NAMESPACE();
 namespace Vireo::Primitives {
 namespace HWY_NAMESPACE {
 namespace hn = hwy::HWY_NAMESPACE;
+// Each kernel family compiles its vector code into the same per-target namespaces; an
+// unnamed one keeps same-named helpers of two families apart.
+namespace {
 
 #if VIREO_PACKED_VECTORS
 
@@ -286,8 +289,9 @@ void PackKernel(PackedLayout layout, unsigned plainBits, const uint8_t* plain, u
 
 #endif
 
-const char* KernelTarget() { return hwy::TargetName(HWY_TARGET); }
+const char* PackingKernelTarget() { return hwy::TargetName(HWY_TARGET); }
 
+} // namespace
 } // namespace HWY_NAMESPACE
 } // namespace Vireo::Primitives
 HWY_AFTER_NAMESPACE();
@@ -297,7 +301,7 @@ namespace Vireo::Primitives {
 
 HWY_EXPORT(UnpackKernel);
 HWY_EXPORT(PackKernel);
-HWY_EXPORT(KernelTarget);
+HWY_EXPORT(PackingKernelTarget);
 
 namespace Fast {
 
@@ -309,7 +313,7 @@ void Pack(PackedLayout layout, unsigned plainBits, const uint8_t* plain, uint8_t
     HWY_DYNAMIC_DISPATCH(PackKernel)(layout, plainBits, plain, packed, pixels);
 }
 
-const char* TargetName() noexcept { return HWY_DYNAMIC_DISPATCH(KernelTarget)(); }
+const char* TargetName() noexcept { return HWY_DYNAMIC_DISPATCH(PackingKernelTarget)(); }
 
 } // namespace Fast
 } // namespace Vireo::Primitives

@@ -16,10 +16,10 @@ class Conversion : public ::testing::Test {
 protected:
     void SetUp() override { OpenImageFactory(); }
     void TearDown() override { CloseImageFactory(); }
-    // The bytes of a width x 1 image converted to `to`.
+    // The bytes of a width x height image converted to `to`.
     std::vector<uint8_t> Converted(const std::vector<uint8_t>& bytes, size_t width, F from, F to,
-                                   _EBayerAlgorithm algorithm = BayerAlgorithmBilinear) {
-        IImage* image = ImageFactory::Create(bytes.data(), bytes.size(), width, 1, uint64_t(from));
+                                   _EBayerAlgorithm algorithm = BayerAlgorithmBilinear, size_t height = 1) {
+        IImage* image = ImageFactory::Create(bytes.data(), bytes.size(), width, height, uint64_t(from));
         std::vector<uint8_t> result;
         try {
             IImage* converted = ImageFactory::Convert(image, uint64_t(to), algorithm);
@@ -65,9 +65,58 @@ TEST_F(Conversion, ColourPassesThroughTheHubInItsStoredOrder) {
               (std::vector<uint8_t>{255, 255, 0, 0, 0, 0, 0, 0, 0, 0, 255, 255}));
 }
 
-TEST_F(Conversion, BilinearDemosaicingRestoresFlatColourOnEveryGrid) {
+TEST_F(Conversion, DeepFormatsKeepTheirDepthThroughTheDirectRoutines) {
+    // Bayer 12p to RGB16: unpacked to the top of 16 bits, demosaiced at 16 bits. A flat field
+    // of 0xABC comes back as 0xABC0, which no 8-bit path could give.
+    const std::vector<uint8_t> packed12 = {0xBC, 0xCA, 0xAB, 0xBC, 0xCA, 0xAB};  // four samples 0xABC
+    const auto words = [](const std::vector<uint8_t>& bytes) {
+        std::vector<uint16_t> values(bytes.size() / 2);
+        for (size_t index = 0; index < values.size(); ++index) values[index] = uint16_t(bytes[2 * index] | bytes[2 * index + 1] << 8);
+        return values;
+    };
+    const auto bilinear = BayerAlgorithmBilinear;
+    EXPECT_EQ(words(Converted(packed12, 2, F::BayerRG12p, F::RGB16, bilinear, 2)), std::vector<uint16_t>(12, 0xABC0));
+    EXPECT_EQ(words(Converted(packed12, 2, F::BayerGB12p, F::BGR16, BayerAlgorithmAHD, 2)),
+              std::vector<uint16_t>(12, 0xABC0));
+    // A Bayer12 container keeps its values as they are.
+    const std::vector<uint8_t> container12 = {0xBC, 0x0A, 0xBC, 0x0A, 0xBC, 0x0A, 0xBC, 0x0A};
+    EXPECT_EQ(words(Converted(container12, 2, F::BayerRG12, F::RGB16, bilinear, 2)), std::vector<uint16_t>(12, 0xABC));
+    // Bayer to mono at full depth: 0xABC through Mono12 and Mono10.
+    EXPECT_EQ(words(Converted(container12, 2, F::BayerRG12, F::Mono12, bilinear, 2)), std::vector<uint16_t>(4, 0xABC));
+    EXPECT_EQ(words(Converted(packed12, 2, F::BayerGR12p, F::Mono10, bilinear, 2)), std::vector<uint16_t>(4, 0xABC >> 2));
+    // 8-bit Bayer to deeper mono: the grey at the top of the sample.
+    EXPECT_EQ(words(Converted({0xAB, 0xAB, 0xAB, 0xAB}, 2, F::BayerBG8, F::Mono12, bilinear, 2)),
+              std::vector<uint16_t>(4, 0xAB0));
+
+    // RGB16 to Mono16 weighs the stored channels at 16 bits like the hub: first 0.114 for
+    // RGB16 (red), 0.299 for BGR16 (blue).
+    const std::vector<uint8_t> red16 = {0xFF, 0xFF, 0, 0, 0, 0};
+    EXPECT_EQ(words(Converted(red16, 1, F::RGB16, F::Mono16)), std::vector<uint16_t>{uint16_t((7471u * 65535 + 32768) >> 16)});
+    EXPECT_EQ(words(Converted(red16, 1, F::BGR16, F::Mono16)), std::vector<uint16_t>{uint16_t((19595u * 65535 + 32768) >> 16)});
+    // ... and back: the mono value widened to 16 bits in every channel.
+    EXPECT_EQ(words(Converted({0xBC, 0x0A}, 1, F::Mono12, F::BGR16)), std::vector<uint16_t>(3, 0xABC0));
+    EXPECT_EQ(words(Converted({0xBC, 0x0A}, 1, F::Mono12, F::Mono16)), std::vector<uint16_t>{0xABC0});
+
+    // RGB12: 8-bit values at the top of 12 bits, as Mono12 and the 12p formats hold them; the
+    // way back keeps the top 8.
+    const std::vector<uint8_t> rgb = {0xFF, 0x80, 0x01};
+    EXPECT_EQ(words(Converted(rgb, 1, F::RGB8, F::RGB12)), (std::vector<uint16_t>{0xFF0, 0x800, 0x010}));
+    EXPECT_EQ(words(Converted(rgb, 1, F::RGB8, F::BGR12)), (std::vector<uint16_t>{0x010, 0x800, 0xFF0}));
+    const std::vector<uint8_t> two = {0xFF, 0x80, 0x01, 0x01, 0x80, 0xFF};
+    EXPECT_EQ(Converted(Converted(two, 2, F::RGB8, F::BGR12p), 2, F::BGR12p, F::RGB8), two);
+    // One pixel of 12p is 4.5 bytes, of which the image holds 4: the last sample keeps only
+    // its low 8 bits, and nothing is written or read beyond the 4 bytes.
+    EXPECT_EQ(Converted(Converted(rgb, 1, F::RGB8, F::BGR12p), 1, F::BGR12p, F::RGB8),
+              (std::vector<uint8_t>{0x0F, 0x80, 0x01}));
+    EXPECT_EQ(Converted(Converted(rgb, 1, F::RGB8, F::BGR12), 1, F::BGR12, F::RGB8), rgb);
+    // 24 bits: the value in the top byte, RGB24 and BGR24 both red first.
+    EXPECT_EQ(Converted(rgb, 1, F::RGB8, F::BGR24), (std::vector<uint8_t>{0, 0, 0xFF, 0, 0, 0x80, 0, 0, 0x01}));
+    EXPECT_EQ(Converted({0, 0, 0xAB}, 1, F::Mono24, F::Mono8), std::vector<uint8_t>{0xAB});
+}
+
+TEST_F(Conversion, DemosaicingRestoresFlatColourOnEveryGrid) {
     // A flat colour (red 200, green 100, blue 50) seen through each Bayer pattern comes back
-    // exactly, edges included.
+    // exactly, edges included, with either algorithm.
     const struct {
         F format;
         uint8_t tile[4];  // top-left, top-right, bottom-left, bottom-right
@@ -83,13 +132,15 @@ TEST_F(Conversion, BilinearDemosaicingRestoresFlatColourOnEveryGrid) {
         for (size_t y = 0; y < height; ++y)
             for (size_t x = 0; x < width; ++x) mosaic[y * width + x] = grid.tile[(y % 2) * 2 + x % 2];
         IImage* image = ImageFactory::Create(mosaic.data(), mosaic.size(), width, height, uint64_t(grid.format));
-        IImage* colour = ImageFactory::Convert(image, uint64_t(F::RGB8));
-        for (size_t pixel = 0; pixel < width * height; ++pixel) {
-            EXPECT_EQ(colour->GetData()[3 * pixel], 200) << GetPixelFormatName(grid.format) << " pixel " << pixel;
-            EXPECT_EQ(colour->GetData()[3 * pixel + 1], 100);
-            EXPECT_EQ(colour->GetData()[3 * pixel + 2], 50);
+        for (const _EBayerAlgorithm algorithm : {BayerAlgorithmBilinear, BayerAlgorithmAHD}) {
+            IImage* colour = ImageFactory::Convert(image, uint64_t(F::RGB8), algorithm);
+            for (size_t pixel = 0; pixel < width * height; ++pixel) {
+                EXPECT_EQ(colour->GetData()[3 * pixel], 200) << GetPixelFormatName(grid.format) << " pixel " << pixel;
+                EXPECT_EQ(colour->GetData()[3 * pixel + 1], 100);
+                EXPECT_EQ(colour->GetData()[3 * pixel + 2], 50);
+            }
+            ImageFactory::Destroy(colour);
         }
-        ImageFactory::Destroy(colour);
         ImageFactory::Destroy(image);
     }
 }
@@ -128,9 +179,9 @@ TEST_F(Conversion, WhatCannotBeConvertedIsNamed) {
     const std::vector<uint8_t> bayer(4);
     EXPECT_EQ(TextOf([&] { Converted(bayer, 4, F::BayerRG8, F::RGB8, _EBayerAlgorithm(2)); }),
               "RuntimeException: Conversion error, unknown algorithm (ImageFactory, Convert)");
-    EXPECT_EQ(TextOf([&] { Converted(bayer, 4, F::BayerRG8, F::RGB8, BayerAlgorithmAHD); }),
-              "RuntimeException: Pixel format conversion from BayerRG8 with AHD not yet implemented (ImageFactory, "
-              "Convert)");
+    EXPECT_EQ(TextOf([&] { Converted(std::vector<uint8_t>(6), 4, F::BayerRG12p, F::RGB16, _EBayerAlgorithm(-1)); }),
+              "RuntimeException: Conversion error, unknown algorithm (ImageFactory, Convert)")
+        << "the direct routines check it too";
     EXPECT_EQ(TextOf([&] { Converted(bayer, 4, F::Mono8, F::BayerRG8); }),
               "RuntimeException: To pixel format BayerRG8 not available, reverse bayer interpolation not supported "
               "(ImageFactory, Convert)");
