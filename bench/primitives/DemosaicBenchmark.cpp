@@ -9,12 +9,12 @@
 
 #include <cmath>
 #include <cstdio>
-#include <map>
 #include <random>
 #include <string>
 #include <vector>
 
 #include "primitives/Demosaic.h"
+#include "support/TimingReporter.h"
 
 namespace {
 
@@ -82,40 +82,6 @@ void OpenCv(benchmark::State& state, int code) {
     }
 }
 
-// Keeps each benchmark's time per frame so that the table can be printed after the runs: the
-// median when the runs are repeated (the machine may be shared), else the mean of the runs.
-class TableReporter : public benchmark::ConsoleReporter {
-public:
-    void ReportRuns(const std::vector<Run>& runs) override {
-        ConsoleReporter::ReportRuns(runs);
-        for (const Run& run : runs) {
-            Time& entry = entries_[run.run_name.function_name];
-            const double milliseconds = run.GetAdjustedCPUTime() * 1e3 / benchmark::GetTimeUnitMultiplier(run.time_unit);
-            if (run.run_type == Run::RT_Aggregate) {
-                if (run.aggregate_name == "median") entry.median = milliseconds;
-            } else {
-                entry.sum += milliseconds;
-                ++entry.runs;
-            }
-        }
-    }
-
-    double Milliseconds(const std::string& name) const {
-        const auto found = entries_.find(name);
-        if (found == entries_.end()) return 0;
-        const Time& entry = found->second;
-        return entry.median > 0 ? entry.median : entry.runs > 0 ? entry.sum / entry.runs : 0;
-    }
-
-private:
-    struct Time {
-        double median = 0;
-        double sum = 0;
-        int runs = 0;
-    };
-    std::map<std::string, Time> entries_;
-};
-
 } // namespace
 
 int main(int argumentCount, char** arguments) {
@@ -145,7 +111,8 @@ int main(int argumentCount, char** arguments) {
     ours16("Ours/AHD16/scalar", Scalar::DemosaicAhd);
 
     benchmark::Initialize(&argumentCount, arguments);
-    TableReporter reporter;
+    // Processor time: the machine may be shared.
+    Vireo::Bench::TimingReporter reporter(Vireo::Bench::TimingReporter::Clock::Processor);
     benchmark::RunSpecifiedBenchmarks(&reporter);
 
     std::printf("\n%zu x %zu RGGB frame to BGR, one thread, fast path on %s; ms per frame\n", kWidth, kHeight,
@@ -160,7 +127,7 @@ int main(int argumentCount, char** arguments) {
                  {"Ours/AHD8/scalar", "OpenCV/VNG"},         {"Ours/Bilinear16/scalar", "OpenCV/Bilinear"},
                  {"Ours/AHD16/scalar", "OpenCV/VNG"}};
     for (const auto& pair : pairs) {
-        const double ours = reporter.Milliseconds(pair.ours), openCv = reporter.Milliseconds(pair.openCv);
+        const double ours = 1e3 * reporter.Seconds(pair.ours), openCv = 1e3 * reporter.Seconds(pair.openCv);
         if (ours <= 0 || openCv <= 0) continue; // filtered out
         std::printf("%-24s %9.2f   %-18s %9.2f %8.2f\n", pair.ours, ours, pair.openCv, openCv, openCv / ours);
     }

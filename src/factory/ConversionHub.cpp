@@ -307,8 +307,9 @@ void RunThroughHub(const ConversionFrame& frame) {
         // Grey replicated into the hub comes back out of it unchanged: skip it.
         for (size_t rowBegin = 0; rowBegin < height; rowBegin += rows) {
             const size_t first = rowBegin * width, count = (std::min(height, rowBegin + rows) - rowBegin) * width;
-            WidenFrom8(job.toLayout, ReduceTo8(job.fromLayout, frame.source, first, count, job.scratch), frame.target,
-                       first, count);
+            uint8_t* direct = to == uint64_t(F::Mono8) ? frame.target + first : job.scratch;
+            const uint8_t* grey = ReduceTo8(job.fromLayout, frame.source, first, count, direct);
+            if (grey != frame.target + first) WidenFrom8(job.toLayout, grey, frame.target, first, count);
         }
         return;
     }
