@@ -11,8 +11,11 @@
 #include <Vireo/Config.h>
 #include <Vireo/ICompressedImage.h>
 #include <Vireo/IImage.h>
+#include <Vireo/OverlayInfo.h>
 
 namespace Vireo {
+
+class IDevice;
 
 // How Bayer sources are demosaiced: bilinear colour-filter-array interpolation, or adaptive
 // homogeneity-directed demosaicing (sharper edges, fewer colour fringes, slower).
@@ -93,6 +96,23 @@ VIREO_API IImage* DecompressImage(ICompressedImage* pCompressedImage);
 VIREO_API ICompressedImage* CompressImage(IImage* pImage);
 // Gives a factory compressed image back; compressed images from a device are refused.
 VIREO_API void DestroyCompressedImage(ICompressedImage* pCompressedImage);
+
+// Depth-to-colour overlay of a Tarsum time-of-flight camera and the colour camera calibrated
+// with it (OverlayInfo.h says which features are read). CreateOverlayInfo reads both cameras'
+// calibration into a new info, which goes back through DestroyOverlayInfo; node access
+// failures pass through as NodeAccess.h states them.
+VIREO_API OverlayInfo* CreateOverlayInfo(IDevice* pChromaDevice, IDevice* pDepthDevice);
+VIREO_API void DestroyOverlayInfo(OverlayInfo* pInfo);
+// A new image of the depth image's geometry in the colour image's pixel format: each depth
+// pixel's 3D point, projected into the colour image through the info's pinhole model and lens
+// distortion, takes the three bytes of the colour pixel it lands on; points that land outside
+// the colour image (or have no finite projection) stay 0. Points with zero depth or behind
+// the colour camera get no special treatment.
+// The depth image is interleaved A, B, C (plus a confidence channel Y, ignored) in native byte
+// order: Coord3D_ABC16, Coord3D_ABC16s, Coord3D_ABCY16, Coord3D_ABCY16s or Coord3D_ABC32f.
+// The colour image is any 3-bytes-per-pixel format (RGB8, BGR8, YCbCr8, ...) of the size the
+// colour camera's binning gives; its bytes are copied as they are.
+VIREO_API IImage* Overlay(IImage* pDepthImage, IImage* pRgbImage, OverlayInfo* pInfo);
 
 } // namespace ImageFactory
 } // namespace Vireo

@@ -44,6 +44,14 @@ VIREO_API T GetNodeValue(GenApi::INodeMap* pNodeMap, const GenICam::gcstring& no
 template <class T>
 VIREO_API void SetNodeValue(GenApi::INodeMap* pNodeMap, const GenICam::gcstring& nodeName, const T& value);
 
+// The value a selected feature has for one entry of its selector: sets the enumeration
+// selectorName to selectorEntry (as SetNodeValue<GenICam::gcstring>), then reads valueName (as
+// GetNodeValue<T>). The selector stays on that entry. The two steps are separate accesses: a
+// thread that moves the same selector in between changes what is read.
+template <class T>
+VIREO_API T getNodeValueFromSelector(GenApi::INodeMap* pNodeMap, const GenICam::gcstring& selectorName,
+                                     const GenICam::gcstring& selectorEntry, const GenICam::gcstring& valueName);
+
 // Range of an IInteger (int64_t) or IFloat (double) node, after the read checks.
 template <class T>
 VIREO_API T GetNodeMin(GenApi::INodeMap* pNodeMap, const GenICam::gcstring& nodeName);
@@ -65,6 +73,14 @@ extern template VIREO_API void SetNodeValue<double>(GenApi::INodeMap*, const Gen
 extern template VIREO_API void SetNodeValue<bool>(GenApi::INodeMap*, const GenICam::gcstring&, const bool&);
 extern template VIREO_API void SetNodeValue<GenICam::gcstring>(GenApi::INodeMap*, const GenICam::gcstring&,
                                                                const GenICam::gcstring&);
+extern template VIREO_API int64_t getNodeValueFromSelector<int64_t>(GenApi::INodeMap*, const GenICam::gcstring&,
+                                                                    const GenICam::gcstring&, const GenICam::gcstring&);
+extern template VIREO_API double getNodeValueFromSelector<double>(GenApi::INodeMap*, const GenICam::gcstring&,
+                                                                  const GenICam::gcstring&, const GenICam::gcstring&);
+extern template VIREO_API bool getNodeValueFromSelector<bool>(GenApi::INodeMap*, const GenICam::gcstring&,
+                                                              const GenICam::gcstring&, const GenICam::gcstring&);
+extern template VIREO_API GenICam::gcstring getNodeValueFromSelector<GenICam::gcstring>(
+    GenApi::INodeMap*, const GenICam::gcstring&, const GenICam::gcstring&, const GenICam::gcstring&);
 extern template VIREO_API int64_t GetNodeMin<int64_t>(GenApi::INodeMap*, const GenICam::gcstring&);
 extern template VIREO_API double GetNodeMin<double>(GenApi::INodeMap*, const GenICam::gcstring&);
 extern template VIREO_API int64_t GetNodeMax<int64_t>(GenApi::INodeMap*, const GenICam::gcstring&);

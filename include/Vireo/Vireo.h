@@ -35,6 +35,7 @@
 #include <Vireo/Image.h>
 #include <Vireo/ImageExtendedChunk.h>
 #include <Vireo/ImageFactory.h>
+#include <Vireo/OverlayInfo.h>
 #include <Vireo/Crc.h>
 #include <Vireo/QoiCodec.h>
 #include <Vireo/Packing.h>

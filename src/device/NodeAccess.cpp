@@ -269,6 +269,13 @@ void SetNodeValue(GenApi::INodeMap* pNodeMap, const GenICam::gcstring& nodeName,
 }
 
 template <class T>
+T getNodeValueFromSelector(GenApi::INodeMap* pNodeMap, const GenICam::gcstring& selectorName,
+                           const GenICam::gcstring& selectorEntry, const GenICam::gcstring& valueName) {
+    SetNodeValue<GenICam::gcstring>(pNodeMap, selectorName, selectorEntry);
+    return GetNodeValue<T>(pNodeMap, valueName);
+}
+
+template <class T>
 T GetNodeMin(GenApi::INodeMap* pNodeMap, const GenICam::gcstring& nodeName) {
     return std::any_cast<T>(ReadBound(pNodeMap, nodeName, kTypeOf<T>, Bound::Min));
 }
@@ -292,6 +299,16 @@ template VIREO_API void SetNodeValue<double>(GenApi::INodeMap*, const GenICam::g
 template VIREO_API void SetNodeValue<bool>(GenApi::INodeMap*, const GenICam::gcstring&, const bool&);
 template VIREO_API void SetNodeValue<GenICam::gcstring>(GenApi::INodeMap*, const GenICam::gcstring&,
                                                         const GenICam::gcstring&);
+template VIREO_API int64_t getNodeValueFromSelector<int64_t>(GenApi::INodeMap*, const GenICam::gcstring&,
+                                                             const GenICam::gcstring&, const GenICam::gcstring&);
+template VIREO_API double getNodeValueFromSelector<double>(GenApi::INodeMap*, const GenICam::gcstring&,
+                                                           const GenICam::gcstring&, const GenICam::gcstring&);
+template VIREO_API bool getNodeValueFromSelector<bool>(GenApi::INodeMap*, const GenICam::gcstring&,
+                                                       const GenICam::gcstring&, const GenICam::gcstring&);
+template VIREO_API GenICam::gcstring getNodeValueFromSelector<GenICam::gcstring>(GenApi::INodeMap*,
+                                                                                 const GenICam::gcstring&,
+                                                                                 const GenICam::gcstring&,
+                                                                                 const GenICam::gcstring&);
 template VIREO_API int64_t GetNodeMin<int64_t>(GenApi::INodeMap*, const GenICam::gcstring&);
 template VIREO_API double GetNodeMin<double>(GenApi::INodeMap*, const GenICam::gcstring&);
 template VIREO_API int64_t GetNodeMax<int64_t>(GenApi::INodeMap*, const GenICam::gcstring&);
