@@ -293,11 +293,13 @@ TEST_F(Tool, GrabDecompressesQoiFramesToTheSameImagesAsUncompressedOnes) {
     const std::vector<std::string> common{"grab", "--count", "2", "--device", "VC2448C-0001", "--set",
                                           "PixelFormat=BayerRG8", "--set", "Width=40", "--set", "Height=24"};
     std::vector<std::string> compressed = common, plain = common;
-    compressed.insert(compressed.end(), {"--compress", "--out", "qoi"});
+    // With --chunks the compressed streams are checked against their CRC chunk too.
+    compressed.insert(compressed.end(), {"--compress", "--chunks", "--out", "qoi"});
     plain.insert(plain.end(), {"--out", "plain"});
     const Result fromQoi = Run(compressed);
     ASSERT_EQ(fromQoi.exitCode, 0) << fromQoi.err;
     EXPECT_NE(fromQoi.out.find("compressed  2\n"), std::string::npos) << fromQoi.out;
+    EXPECT_NE(fromQoi.out.find("crc errors  0\n"), std::string::npos) << fromQoi.out;
     ASSERT_EQ(Run(plain).exitCode, 0);
     for (const char* name : {"frame_000001.png", "frame_000002.png"}) {
         const cv::Mat decoded = cv::imread((Dir() / "qoi" / name).string(), cv::IMREAD_UNCHANGED);
