@@ -45,8 +45,6 @@ size_t StripRows(size_t width) {
 // Bytes of the first `pixels` pixels of a format; exact at multiples of 4 pixels.
 size_t BytesBefore(uint64_t format, size_t pixels) { return size_t(ExpectedLength(pixels, 1, format)); }
 
-bool IsAligned16(const void* pointer) { return reinterpret_cast<uintptr_t>(pointer) % alignof(uint16_t) == 0; }
-
 // --- the format families of the stages ------------------------------------------------------
 
 // Three-channel formats whose samples the stages take through 8 bits; red first or blue first.
@@ -295,7 +293,12 @@ void RunThroughHub(const ConversionFrame& frame) {
     const size_t rows = StripRows(width);
     job.scratch = lease.B(3 * width * rows);
     if (to == uint64_t(F::BGRa8) || (intoColour8 && FromStageWrites(from, direct))) {
-        FromStrip(job, 0, height, frame.target, direct);
+        // Demosaicing needs no scratch and reads across rows: one call. The others reduce
+        // their samples through the strip's scratch space.
+        const size_t step = IsBayerFormat(from) ? height : rows;
+        for (size_t rowBegin = 0; rowBegin < height; rowBegin += step)
+            FromStrip(job, rowBegin, std::min(height, rowBegin + step), frame.target + rowBegin * width * direct.channels,
+                      direct);
         return;
     }
     if (to == uint64_t(F::Mono8) && (from == uint64_t(F::RGB8) || from == uint64_t(F::BGR8))) {

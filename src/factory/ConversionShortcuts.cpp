@@ -40,8 +40,6 @@ constexpr F kBayers[4][8] = {
      F::BayerBG16},
 };
 
-bool IsAligned16(const void* pointer) { return reinterpret_cast<uintptr_t>(pointer) % alignof(uint16_t) == 0; }
-
 // The samples of a whole one-channel image as 16-bit values aligned to the most significant
 // bit, into `wide`.
 void LoadWide(uint64_t format, const uint8_t* source, size_t width, size_t height, uint16_t* wide) {

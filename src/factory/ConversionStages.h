@@ -29,6 +29,9 @@ struct ConversionFrame {
 
 [[noreturn]] void ConversionFailure(const std::string& message);
 
+// 16-bit samples can be read in place only at an even address; a caller's buffer may not be.
+inline bool IsAligned16(const void* pointer) { return reinterpret_cast<uintptr_t>(pointer) % alignof(uint16_t) == 0; }
+
 bool IsMonoFormat(uint64_t format);
 bool IsBayerFormat(uint64_t format);
 Primitives::BayerGrid GridOf(uint64_t bayerFormat);

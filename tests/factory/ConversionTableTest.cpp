@@ -184,6 +184,19 @@ TEST_F(ConversionTable, StripsJoinWithoutSeams) {
         const Converted toQuads = Convert(packed, width, height, F::Mono12p, F::YCbCr411_8, BayerAlgorithmBilinear);
         EXPECT_EQ(Bytes(toQuads.image->GetData(), toQuads.image->GetData() + quads.size()), quads);
 
+        // Deep sources straight into 8-bit colour: reduced strip by strip.
+        Bytes bgr(3 * pixels);
+        Scalar::GreyToColour(grey.data(), bgr.data(), 3, 0, pixels);
+        const Converted packedToBgr = Convert(packed, width, height, F::Mono12p, F::BGR8, BayerAlgorithmBilinear);
+        EXPECT_EQ(Bytes(packedToBgr.image->GetData(), packedToBgr.image->GetData() + bgr.size()), bgr);
+        std::vector<uint16_t> rgb16(3 * pixels);
+        Scalar::Scale8To16(rgb.data(), rgb16.data(), rgb16.size());
+        Bytes rgb16Bytes(2 * rgb16.size());
+        std::memcpy(rgb16Bytes.data(), rgb16.data(), rgb16Bytes.size());
+        const Converted toBgra = Convert(rgb16Bytes, width, height, F::RGB16, F::BGRa8, BayerAlgorithmBilinear);
+        Scalar::SwapChannels(rgb.data(), 3, hub.data(), 4, ChannelOrder{{2, 1, 0}}, 0, pixels);
+        EXPECT_EQ(Bytes(toBgra.image->GetData(), toBgra.image->GetData() + hub.size()), hub);
+
         // Bayer through the hub into a 16-bit target, both algorithms.
         for (const _EBayerAlgorithm algorithm : {BayerAlgorithmBilinear, BayerAlgorithmAHD}) {
             Bytes bgr(3 * pixels);
