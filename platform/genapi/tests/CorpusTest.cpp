@@ -84,6 +84,32 @@ TEST_P(Corpus, ExtractsTheChunkSubtreeWhenThereIsOne) {
     }
 }
 
+// An integer over an indexed value with no range of its own, as a real camera has it: its
+// range is the range of the register the ROI selector picks.
+TEST(CorpusRanges, FollowTheNodeAnIndexedValueSelects) {
+    const std::string path = VIREO_SHARED_DIR "/genicam-corpus/basler_a2a2600-20gmbas.xml";
+    if (!std::filesystem::exists(path)) GTEST_SKIP() << path << " is not there";
+    NodeMapHandle map(CNodeMapFactory(ContentType_Auto, path).CreateNodeMap());
+    MemoryPort port;
+    ASSERT_TRUE(map->Connect(&port, "Device"));
+    // Minimum, maximum and increment of the height of ROI1, then of ROI2.
+    port.PokeBigEndian(0x10007c40, 1);
+    port.PokeBigEndian(0x10007c44, 2048);
+    port.PokeBigEndian(0x10007c48, 2);
+    port.PokeBigEndian(0x10007c8c, 8);
+    port.PokeBigEndian(0x10007c90, 1024);
+    port.PokeBigEndian(0x10007c94, 4);
+    CIntegerPtr height = map->GetNode("AutoFunctionROIHeight");
+    ASSERT_TRUE(height.IsValid());
+    EXPECT_EQ(height->GetMin(), 1);
+    EXPECT_EQ(height->GetMax(), 2048);
+    EXPECT_EQ(height->GetInc(), 2);
+    CEnumerationPtr(map->GetNode("AutoFunctionROISelector"))->FromString("ROI2");
+    EXPECT_EQ(height->GetMin(), 8);
+    EXPECT_EQ(height->GetMax(), 1024);
+    EXPECT_EQ(height->GetInc(), 4);
+}
+
 INSTANTIATE_TEST_SUITE_P(GenICamCorpus, Corpus, ::testing::ValuesIn(CorpusFiles()),
                          [](const ::testing::TestParamInfo<std::string>& info) {
                              std::string name = std::filesystem::path(info.param).stem().string();

@@ -53,15 +53,30 @@ void FloatNode::WriteFloat(double value) {
 double FloatNode::ReadFloatMin() {
     if (m_minNode != nullptr) return m_minNode->ReadFloat(false);
     if (m_hasMin) return m_min;
-    if (Node* pointer = m_source.Pointer()) return pointer->ReadFloatMin();
+    if (Node* source = m_source.Selected()) return source->ReadFloatMin();
     return m_min;
 }
 
 double FloatNode::ReadFloatMax() {
     if (m_maxNode != nullptr) return m_maxNode->ReadFloat(false);
     if (m_hasMax) return m_max;
-    if (Node* pointer = m_source.Pointer()) return pointer->ReadFloatMax();
+    if (Node* source = m_source.Selected()) return source->ReadFloatMax();
     return m_max;
+}
+
+// Like the range, the increment of the float the value comes from applies when the node has
+// none of its own.
+bool FloatNode::HasIncrement() {
+    if (m_hasInc || m_incNode != nullptr) return true;
+    auto* source = dynamic_cast<FloatBase*>(m_source.Selected());
+    return source != nullptr && source->HasIncrement();
+}
+
+double FloatNode::ReadFloatInc() {
+    if (m_incNode != nullptr) return m_incNode->ReadFloat(false);
+    if (m_hasInc) return m_inc;
+    auto* source = dynamic_cast<FloatBase*>(m_source.Selected());
+    return source != nullptr && source->HasIncrement() ? source->ReadFloatInc() : 0.0;
 }
 
 } // namespace GenApi::detail

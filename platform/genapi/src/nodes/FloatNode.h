@@ -20,8 +20,8 @@ public:
     void WriteFloat(double value) override;
     double ReadFloatMin() override;
     double ReadFloatMax() override;
-    bool HasIncrement() override { return m_hasInc || m_incNode != nullptr; }
-    double ReadFloatInc() override { return m_incNode != nullptr ? m_incNode->ReadFloat(false) : m_inc; }
+    bool HasIncrement() override;
+    double ReadFloatInc() override;
 
 private:
     mutable ValueSource<double> m_source;

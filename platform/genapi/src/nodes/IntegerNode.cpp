@@ -55,21 +55,21 @@ void IntegerNode::WriteInt(int64_t value) {
 int64_t IntegerNode::ReadIntMin() {
     if (m_minNode != nullptr) return m_minNode->ReadInt(false);
     if (m_hasMin) return m_min;
-    if (Node* pointer = m_source.Pointer()) return pointer->ReadIntMin();
+    if (Node* source = m_source.Selected()) return source->ReadIntMin();
     return INT64_MIN;
 }
 
 int64_t IntegerNode::ReadIntMax() {
     if (m_maxNode != nullptr) return m_maxNode->ReadInt(false);
     if (m_hasMax) return m_max;
-    if (Node* pointer = m_source.Pointer()) return pointer->ReadIntMax();
+    if (Node* source = m_source.Selected()) return source->ReadIntMax();
     return INT64_MAX;
 }
 
 int64_t IntegerNode::ReadIntInc() {
     if (m_incNode != nullptr) return m_incNode->ReadInt(false);
     if (m_hasInc) return m_inc;
-    if (Node* pointer = m_source.Pointer()) return pointer->ReadIntInc();
+    if (Node* source = m_source.Selected()) return source->ReadIntInc();
     return 1;
 }
 

@@ -118,8 +118,12 @@ public:
         }
     }
 
-    Node* Pointer() const { return m_pointer; }
-    bool IsIndexed() const { return m_index != nullptr; }
+    // The node the value currently comes from (pValue, the node the index selects, or
+    // pValueDefault), null for a literal: an owner without a range of its own has its range.
+    Node* Selected() {
+        T* literal = nullptr;
+        return Current(&literal);
+    }
 
 private:
     struct Indexed {

@@ -89,6 +89,50 @@ TEST(IntegerNode, SelectsItsValueByIndex) {
     EXPECT_EQ(offset->GetValue(), 11);
 }
 
+TEST(IntegerNode, TakesTheRangeOfTheNodeItsIndexSelects) {
+    // The shape of auto-function ROIs: the value is one of several registers, each with its
+    // own range, chosen by a selector.
+    auto map = Build(R"(
+        <Integer Name="Selector"><Value>0</Value></Integer>
+        <Integer Name="Height"><pIndex>Selector</pIndex><pValueIndexed Index="0">Small</pValueIndexed>
+          <pValueIndexed Index="1">Large</pValueIndexed><ValueIndexed Index="2">7</ValueIndexed>
+          <pValueDefault>Small</pValueDefault></Integer>
+        <Integer Name="Small"><Value>8</Value><Min>4</Min><Max>64</Max><Inc>4</Inc></Integer>
+        <Integer Name="Large"><Value>100</Value><pMin>LargeMin</pMin><Max>2048</Max><Inc>2</Inc></Integer>
+        <Integer Name="LargeMin"><Value>10</Value></Integer>
+        <Integer Name="Capped"><pIndex>Selector</pIndex><pValueIndexed Index="0">Small</pValueIndexed>
+          <pValueDefault>Large</pValueDefault><Max>50</Max></Integer>)");
+    CIntegerPtr height = map->GetNode("Height");
+    CIntegerPtr selector = map->GetNode("Selector");
+    CIntegerPtr capped = map->GetNode("Capped");
+    EXPECT_EQ(height->GetMin(), 4);
+    EXPECT_EQ(height->GetMax(), 64);
+    EXPECT_EQ(height->GetInc(), 4);
+    EXPECT_THROW(height->SetValue(100), GenICam::OutOfRangeException);
+    EXPECT_THROW(height->SetValue(6), GenICam::OutOfRangeException);
+    EXPECT_EQ(capped->GetMin(), 4);
+    EXPECT_EQ(capped->GetMax(), 50); // its own limit wins over the selected node's
+
+    selector->SetValue(1);
+    EXPECT_EQ(height->GetMin(), 10);
+    EXPECT_EQ(height->GetMax(), 2048);
+    EXPECT_EQ(height->GetInc(), 2);
+    height->SetValue(100 + 2 * 450);
+    EXPECT_EQ(CIntegerPtr(map->GetNode("Large"))->GetValue(), 1000);
+    CIntegerPtr(map->GetNode("LargeMin"))->SetValue(20);
+    EXPECT_EQ(height->GetMin(), 20);
+
+    selector->SetValue(2); // a literal has no range
+    EXPECT_EQ(height->GetMin(), INT64_MIN);
+    EXPECT_EQ(height->GetMax(), INT64_MAX);
+    EXPECT_EQ(height->GetInc(), 1);
+
+    selector->SetValue(5); // no entry: the default's range
+    EXPECT_EQ(height->GetMin(), 4);
+    EXPECT_EQ(height->GetMax(), 64);
+    EXPECT_EQ(capped->GetMin(), 20);
+}
+
 TEST(IntRegNode, ReadsEveryLengthSignAndByteOrder) {
     auto map = Build(std::string(kPort) + R"(
         <IntReg Name="U8"><Address>0</Address><Length>1</Length><pPort>Device</pPort></IntReg>
@@ -211,6 +255,35 @@ TEST(FloatNodes, LiteralRegisterSwissKnifeAndConverter) {
     EXPECT_EQ(port.Peek(0x20), 125u);
     EXPECT_DOUBLE_EQ(converted->GetValue(), 12.5);
     EXPECT_DOUBLE_EQ(converted->GetMax(), 4294967295.0 / 10);
+}
+
+TEST(FloatNodes, TakeRangeAndIncrementFromTheNodeTheirValueComesFrom) {
+    auto map = Build(R"(
+        <Integer Name="Selector"><Value>0</Value></Integer>
+        <Float Name="Exposure"><pIndex>Selector</pIndex><pValueIndexed Index="0">Short</pValueIndexed>
+          <pValueDefault>Long</pValueDefault></Float>
+        <Float Name="Short"><Value>10</Value><Min>1</Min><Max>100</Max><Inc>0.5</Inc></Float>
+        <Float Name="Long"><Value>1000</Value><Min>100</Min><Max>1e6</Max></Float>
+        <Float Name="Mirror"><pValue>Short</pValue></Float>)");
+    CFloatPtr exposure = map->GetNode("Exposure");
+    EXPECT_DOUBLE_EQ(exposure->GetMin(), 1);
+    EXPECT_DOUBLE_EQ(exposure->GetMax(), 100);
+    EXPECT_TRUE(exposure->HasInc());
+    EXPECT_DOUBLE_EQ(exposure->GetInc(), 0.5);
+    EXPECT_THROW(exposure->SetValue(200), GenICam::OutOfRangeException);
+    EXPECT_THROW(exposure->SetValue(10.25), GenICam::OutOfRangeException);
+    exposure->SetValue(12.5);
+    EXPECT_DOUBLE_EQ(CFloatPtr(map->GetNode("Short"))->GetValue(), 12.5);
+    CFloatPtr mirror = map->GetNode("Mirror");
+    EXPECT_DOUBLE_EQ(mirror->GetMax(), 100);
+    EXPECT_DOUBLE_EQ(mirror->GetInc(), 0.5);
+
+    CIntegerPtr(map->GetNode("Selector"))->SetValue(3);
+    EXPECT_DOUBLE_EQ(exposure->GetMin(), 100);
+    EXPECT_DOUBLE_EQ(exposure->GetMax(), 1e6);
+    EXPECT_FALSE(exposure->HasInc());
+    exposure->SetValue(200);
+    EXPECT_DOUBLE_EQ(CFloatPtr(map->GetNode("Long"))->GetValue(), 200);
 }
 
 TEST(IntegerFormulaNodes, IntSwissKnifeAndIntConverter) {
