@@ -54,6 +54,8 @@ constexpr FunctionInfo kFunctions[] = {
 
 } // namespace
 
+FormulaFaultException::~FormulaFaultException() noexcept = default;
+
 int64_t FormulaValue::AsInt() const { return isFloat ? SaturatingTruncate(real) : integer; }
 
 // Recursive descent over the precedence levels, lowest first:
@@ -368,7 +370,23 @@ Formula Formula::Compile(std::string_view text, const FormulaSymbols& symbols, M
     return formula;
 }
 
+Formula Formula::CompileDeferringFaults(std::string_view text, const FormulaSymbols& symbols, Mode mode,
+                                       const std::string& owner) {
+    try {
+        return Compile(text, symbols, mode, owner);
+    } catch (const GenICam::GenericException& error) {
+        Formula formula;
+        formula.m_mode = mode;
+        formula.m_text = std::string(text);
+        formula.m_owner = owner;
+        formula.m_fault = error.GetDescription();
+        return formula;
+    }
+}
+
 FormulaValue Formula::Evaluate(FormulaReader& reader) const {
+    if (!m_fault.empty())
+        throw GenICam::ExceptionReporter<FormulaFaultException>(__FILE__, __LINE__).Report("%s", m_fault);
     if (m_root < 0) throw LOGICAL_ERROR_EXCEPTION("Node '%s': formula is empty", m_owner);
     return Eval(m_root, reader);
 }

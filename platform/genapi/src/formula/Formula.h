@@ -8,7 +8,17 @@
 #include <string_view>
 #include <vector>
 
+#include <Base/GCException.h>
+
 namespace GenApi::detail {
+
+// Evaluating a formula that did not compile. Callers see a LogicalErrorException; the engine
+// tells it apart from a failing device because it will never go away.
+class FormulaFaultException final : public GenICam::LogicalErrorException {
+public:
+    using LogicalErrorException::LogicalErrorException;
+    ~FormulaFaultException() noexcept override;
+};
 
 // A number as the formula sees it: integer or floating point.
 struct FormulaValue {
@@ -54,6 +64,11 @@ public:
     Formula() = default;
     // Throws PropertyException naming the owner, the formula and the position of the fault.
     static Formula Compile(std::string_view text, const FormulaSymbols& symbols, Mode mode, const std::string& owner);
+    // Compile, except that a fault is kept instead of thrown: evaluating the result throws
+    // FormulaFaultException with the compiler's message. A description may carry formulas
+    // nobody evaluates, and they must not stop the rest of the file from working.
+    static Formula CompileDeferringFaults(std::string_view text, const FormulaSymbols& symbols, Mode mode,
+                                          const std::string& owner);
 
     // Throws RuntimeException naming the owner for division by zero and results that are not numbers.
     FormulaValue Evaluate(FormulaReader& reader) const;
@@ -91,6 +106,7 @@ private:
     Mode m_mode = Mode::Integer;
     std::string m_text;
     std::string m_owner;
+    std::string m_fault;
 };
 
 } // namespace GenApi::detail

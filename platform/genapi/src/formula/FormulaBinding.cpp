@@ -45,7 +45,7 @@ void FormulaBinding::Link(Node* owner, NodeBuilder& builder) {
 Formula FormulaBinding::Compile(const Node* owner, std::string_view text, Formula::Mode mode, const char* special) {
     m_special = special;
     m_mode = mode;
-    return Formula::Compile(text, *this, mode, owner->Name());
+    return Formula::CompileDeferringFaults(text, *this, mode, owner->Name());
 }
 
 void FormulaBinding::CollectValueChildren(std::vector<Node*>& children) const {

@@ -22,7 +22,9 @@ class FormulaBinding final : public FormulaSymbols, public FormulaReader {
 public:
     bool ParseProperty(Node* owner, std::string_view element, const pugi::xml_node& child, NodeBuilder& builder);
     void Link(Node* owner, NodeBuilder& builder);
-    // special names the converter's input ("FROM" or "TO"), or is null.
+    // special names the converter's input ("FROM" or "TO"), or is null. A formula that does
+    // not compile (names that are not declared, bad syntax) comes back faulty and fails when
+    // its node is evaluated, not when the file loads.
     Formula Compile(const Node* owner, std::string_view text, Formula::Mode mode, const char* special);
     void CollectValueChildren(std::vector<Node*>& children) const;
     void SetSpecial(FormulaValue value) { m_specialValue = value; }

@@ -8,6 +8,7 @@
 #include <GenApi/EnumClasses.h>
 #include <GenApi/IValue.h>
 
+#include "formula/Formula.h"
 #include "nodemap/NodeMap.h"
 #include "xml/NodeBuilder.h"
 
@@ -94,6 +95,19 @@ namespace {
 bool AcceptNumeric(const Node* node) { return IsNumericKind(node->Kind()); }
 
 bool Truth(Node* node) { return node->Kind() == ValueKind::Float ? node->ReadFloat(false) != 0.0 : node->ReadInt(false) != 0; }
+
+// Whether a condition (pIsImplemented, pIsAvailable, pIsLocked) holds; absent gives what an
+// absent condition means. A condition computed by a formula that does not compile can never
+// say anything, so it counts as absent: files carry such conditions, and refusing the node
+// for them would take away registers that work.
+bool Holds(Node* condition, bool absent) {
+    if (condition == nullptr) return absent;
+    try {
+        return Truth(condition);
+    } catch (const FormulaFaultException&) {
+        return absent;
+    }
+}
 } // namespace
 
 void Node::Link(NodeBuilder& builder) {
@@ -134,13 +148,13 @@ EAccessMode Node::AccessMode() const {
     EAccessMode mode = RW;
     bool cacheable = m_accessCacheable;
     try {
-        if (m_isImplemented != nullptr && !Truth(m_isImplemented)) {
+        if (!Holds(m_isImplemented, true)) {
             mode = NI;
-        } else if (m_isAvailable != nullptr && !Truth(m_isAvailable)) {
+        } else if (!Holds(m_isAvailable, true)) {
             mode = NA;
         } else {
             mode = OwnAccessMode();
-            if (m_isLocked != nullptr && (mode == RW || mode == WO) && Truth(m_isLocked))
+            if ((mode == RW || mode == WO) && Holds(m_isLocked, false))
                 mode = mode == RW ? RO : NA;
             mode = Combine(mode, m_imposedAccessMode);
             mode = Combine(mode, m_runtimeImposedAccessMode);

@@ -78,6 +78,26 @@ E ParseEnum(const NodeBuilder& builder, const Node* owner, const pugi::xml_node&
     return value;
 }
 
+// Optional elements whose absence means a default value. Written empty (<Streamable/>, or
+// only white space) they mean the same as absent: some description files are written so, and the
+// node is perfectly usable with the default. Elements that are required, references and
+// literal values stay strict.
+bool DefaultsWhenEmpty(std::string_view property) {
+    static constexpr std::string_view kDefaulted[] = {
+        "Visibility", "ImposedAccessMode", "Streamable", "IsDeprecated", "Cachable", "PollingTime",
+        "Representation", "DisplayNotation", "DisplayPrecision", "Min", "Max", "Inc", "AccessMode",
+        "Endianess", "Sign", "Slope", "IsLinear", "SwapEndianess", "CacheChunkData", "ChunkID",
+        "IsSelfClearing", "OnValue", "OffValue", "NumericValue",
+    };
+    return std::find(std::begin(kDefaulted), std::end(kDefaulted), property) != std::end(kDefaulted);
+}
+
+bool IsEmpty(const pugi::xml_node& element) {
+    for (pugi::xml_node child = element.first_child(); child; child = child.next_sibling())
+        if (child.type() == pugi::node_element) return false;
+    return NodeBuilder::Text(element).empty();
+}
+
 } // namespace
 
 std::string_view NodeBuilder::Text(const pugi::xml_node& element) {
@@ -195,11 +215,16 @@ Node* NodeBuilder::CreateNode(const pugi::xml_node& element, std::string_view na
     return raw;
 }
 
+bool NodeBuilder::ParseProperty(Node* node, std::string_view property, const pugi::xml_node& child) {
+    if (DefaultsWhenEmpty(property) && IsEmpty(child)) return true;
+    return node->ParseProperty(property, child, *this);
+}
+
 void NodeBuilder::ParseChildren(Node* node, const pugi::xml_node& element) {
     for (pugi::xml_node child = element.first_child(); child; child = child.next_sibling()) {
         if (child.type() != pugi::node_element) continue;
         const std::string_view property = LocalName(child.name());
-        if (!node->ParseProperty(property, child, *this)) Fail(node, "unknown element <" + std::string(property) + ">");
+        if (!ParseProperty(node, property, child)) Fail(node, "unknown element <" + std::string(property) + ">");
     }
 }
 
@@ -226,7 +251,7 @@ void NodeBuilder::CreateFromElement(const pugi::xml_node& element, int groupDept
                 if (child.type() != pugi::node_element) continue;
                 const std::string_view property = LocalName(child.name());
                 if (property == "StructEntry") continue;
-                if (!raw->ParseProperty(property, child, *this))
+                if (!ParseProperty(raw, property, child))
                     Fail(raw, "unknown element <" + std::string(property) + "> in its StructReg");
             }
             ParseChildren(raw, entry);

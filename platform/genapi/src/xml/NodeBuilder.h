@@ -62,6 +62,9 @@ public:
     // null for an element name that is not a node kind.
     Node* CreateNode(const pugi::xml_node& element, std::string_view name, bool addToMap = true);
     void ParseChildren(Node* node, const pugi::xml_node& element);
+    // One child element of a node; false for an element the node does not know. An empty
+    // optional element is taken as absent, so the node keeps its default.
+    bool ParseProperty(Node* node, std::string_view property, const pugi::xml_node& child);
 
 private:
     struct PendingReference {

@@ -1,6 +1,6 @@
 // Loading: plain and zipped descriptions, from memory and files, subtree extraction, release of
 // the description, and every kind of bad input, each reported as a GenICam exception that
-// names the node and the problem.
+// names the node and the problem; and the sloppiness of real files that loading tolerates.
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -169,10 +169,11 @@ TEST(BadInput, DanglingReferencesWrongKindsAndCycles) {
                              <Integer Name="B"><Value>1</Value><pInvalidator>A</pInvalidator></Integer>)"));
 }
 
-TEST(BadInput, FormulasThatDoNotParseOrDivideByZero) {
-    EXPECT_NE(LoadError(R"(<IntSwissKnife Name="K"><Formula>1 +* 2</Formula></IntSwissKnife>)").find("Node 'K': formula '1 +* 2'"),
+TEST(BadInput, FormulasWithMissingPartsWrongVariablesOrDivisionByZero) {
+    EXPECT_NE(LoadError(R"(<IntSwissKnife Name="K"><Formula>1</Formula><pVariable Name="X">Missing</pVariable></IntSwissKnife>)")
+                  .find("<pVariable> refers to 'Missing', which does not exist"),
               std::string::npos);
-    EXPECT_NE(LoadError(R"(<IntSwissKnife Name="K"><Formula>Y + 1</Formula></IntSwissKnife>)").find("unknown name 'Y'"),
+    EXPECT_NE(LoadError(R"(<IntSwissKnife Name="K"/>)").find("Node 'K' (IntSwissKnife): no <Formula>"),
               std::string::npos);
     EXPECT_NE(LoadError(R"(<IntSwissKnife Name="K"><pVariable Name="X">C</pVariable><Formula>X</Formula></IntSwissKnife>
                            <Category Name="C"/>)")
@@ -181,6 +182,126 @@ TEST(BadInput, FormulasThatDoNotParseOrDivideByZero) {
     auto map = Build(R"(<Integer Name="Zero"><Value>0</Value></Integer>
         <IntSwissKnife Name="K"><pVariable Name="Z">Zero</pVariable><Formula>10 / Z</Formula></IntSwissKnife>)");
     EXPECT_EQ(ErrorOf([&] { CIntegerPtr(map->GetNode("K"))->GetValue(); }), "Node 'K': division by zero in formula '10 / Z'");
+}
+
+// Formulas over names that are not declared, as some cameras use for the conditions of
+// registers, and formulas that do not parse at all.
+const char* const kBrokenFormulas = R"(<Port Name="Device"/>
+    <IntSwissKnife Name="Undeclared"><Formula>(SensorKind = 3) &amp;&amp; FirmwareFlag</Formula></IntSwissKnife>
+    <IntSwissKnife Name="Garbled"><Formula>1 +* 2</Formula></IntSwissKnife>
+    <IntSwissKnife Name="Combined"><pVariable Name="U">Undeclared</pVariable><Formula>U + 1</Formula></IntSwissKnife>
+    <IntReg Name="Implemented"><pIsImplemented>Undeclared</pIsImplemented>
+      <Address>0</Address><Length>4</Length><AccessMode>RW</AccessMode><pPort>Device</pPort></IntReg>
+    <IntReg Name="Available"><pIsAvailable>Combined</pIsAvailable>
+      <Address>4</Address><Length>4</Length><AccessMode>RW</AccessMode><pPort>Device</pPort></IntReg>
+    <Integer Name="Locked"><pIsLocked>Garbled</pIsLocked><Value>3</Value></Integer>
+    <Integer Name="Off"><Value>0</Value></Integer>
+    <Integer Name="Guarded"><pIsImplemented>Undeclared</pIsImplemented><pIsAvailable>Off</pIsAvailable><Value>1</Value></Integer>
+    <Integer Name="Through"><pValue>Undeclared</pValue></Integer>
+    <SwissKnife Name="Ratio"><Formula>Gain / 2</Formula></SwissKnife>
+    <IntReg Name="Raw"><Address>8</Address><Length>4</Length><AccessMode>RW</AccessMode><pPort>Device</pPort></IntReg>
+    <Converter Name="Scaled"><pValue>Raw</pValue><FormulaTo>FROM * 10</FormulaTo><FormulaFrom>TO / Scale</FormulaFrom></Converter>
+    <IntConverter Name="Shifted"><pValue>Raw</pValue><FormulaTo>FROM - Offset</FormulaTo><FormulaFrom>TO + 1</FormulaFrom></IntConverter>
+    <Integer Name="Width"><Value>640</Value></Integer>)";
+
+TEST(LenientLoading, ABrokenFormulaFailsOnlyWhereItsNodeIsEvaluated) {
+    NodeMapHandle map;
+    ASSERT_NO_THROW(map = Build(kBrokenFormulas));
+    MemoryPort port;
+    map->Connect(&port);
+    EXPECT_EQ(CIntegerPtr(map->GetNode("Width"))->GetValue(), 640);
+
+    CIntegerPtr undeclared = map->GetNode("Undeclared");
+    EXPECT_TRUE(IsReadable(undeclared)); // reading tells why, an access error would not
+    EXPECT_THROW(undeclared->GetValue(), GenICam::LogicalErrorException);
+    EXPECT_NE(ErrorOf([&] { undeclared->GetValue(); }).find("Node 'Undeclared': formula '(SensorKind = 3) && FirmwareFlag': unknown name"),
+              std::string::npos);
+    EXPECT_NE(ErrorOf([&] { CIntegerPtr(map->GetNode("Garbled"))->GetValue(); }).find("Node 'Garbled'"), std::string::npos);
+    // Readers of a broken node fail naming the broken node.
+    EXPECT_NE(ErrorOf([&] { CIntegerPtr(map->GetNode("Combined"))->GetValue(); }).find("Node 'Undeclared'"), std::string::npos);
+    EXPECT_NE(ErrorOf([&] { CIntegerPtr(map->GetNode("Through"))->ToString(); }).find("Node 'Undeclared'"), std::string::npos);
+
+    // Float formulas and both directions of converters behave the same.
+    EXPECT_NE(ErrorOf([&] { CFloatPtr(map->GetNode("Ratio"))->GetValue(); }).find("Node 'Ratio'"), std::string::npos);
+    EXPECT_THROW(CFloatPtr(map->GetNode("Ratio"))->GetValue(), GenICam::LogicalErrorException);
+    CIntegerPtr raw = map->GetNode("Raw");
+    raw->SetValue(40);
+    EXPECT_NE(ErrorOf([&] { CFloatPtr(map->GetNode("Scaled"))->GetValue(); }).find("Node 'Scaled'"), std::string::npos);
+    CFloatPtr(map->GetNode("Scaled"))->SetValue(5.0);
+    EXPECT_EQ(raw->GetValue(), 50);
+    CIntegerPtr shifted = map->GetNode("Shifted");
+    EXPECT_EQ(shifted->GetValue(), 51);
+    EXPECT_NE(ErrorOf([&] { shifted->SetValue(7); }).find("Node 'Shifted'"), std::string::npos);
+    EXPECT_EQ(raw->GetValue(), 50);
+}
+
+TEST(LenientLoading, ConditionsThatCannotBeComputedLeaveTheirNodeUsable) {
+    auto map = Build(kBrokenFormulas);
+    MemoryPort port;
+    map->Connect(&port);
+    // A broken condition says nothing, as if it were not there; the working ones still count.
+    CIntegerPtr implemented = map->GetNode("Implemented");
+    EXPECT_EQ(implemented->GetAccessMode(), RW);
+    implemented->SetValue(17);
+    EXPECT_EQ(implemented->GetValue(), 17);
+    EXPECT_EQ(port.Peek(0), 17u);
+    EXPECT_EQ(map->GetNode("Available")->GetAccessMode(), RW);
+    EXPECT_EQ(map->GetNode("Locked")->GetAccessMode(), RW);
+    EXPECT_EQ(map->GetNode("Guarded")->GetAccessMode(), NA);
+}
+
+TEST(LenientLoading, EmptyOptionalElementsTakeTheirDefaults) {
+    NodeMapHandle map;
+    ASSERT_NO_THROW(map = Build(R"(<Port Name="Device"><SwapEndianess/><ChunkID></ChunkID></Port>
+        <Integer Name="Plain"><Value>5</Value><Streamable/><Visibility></Visibility><Min/><Max> </Max><Inc/>
+          <Representation/><Cachable/><PollingTime/><IsDeprecated/><ImposedAccessMode/></Integer>
+        <IntReg Name="Reg"><Address>0</Address><Length>2</Length><AccessMode/><pPort>Device</pPort><Sign/><Endianess/></IntReg>
+        <Float Name="Gain"><Value>1.5</Value><DisplayNotation/><DisplayPrecision/><Min/><Max/><Inc/></Float>
+        <IntConverter Name="Twice"><pValue>Plain</pValue><FormulaTo>FROM / 2</FormulaTo><FormulaFrom>TO * 2</FormulaFrom>
+          <IsLinear/><Slope/></IntConverter>
+        <Boolean Name="Flag"><Value>1</Value><OnValue/><OffValue/></Boolean>
+        <Enumeration Name="Mode"><EnumEntry Name="Only"><Value>0</Value><NumericValue/><IsSelfClearing/></EnumEntry>
+          <Value>0</Value></Enumeration>)"));
+    INode* plain = map->GetNode("Plain");
+    EXPECT_FALSE(plain->IsStreamable());
+    EXPECT_FALSE(plain->IsDeprecated());
+    EXPECT_EQ(plain->GetVisibility(), Beginner);
+    EXPECT_EQ(plain->GetCachingMode(), WriteThrough);
+    EXPECT_EQ(plain->GetPollingTime(), -1);
+    EXPECT_EQ(plain->GetAccessMode(), RW);
+    CIntegerPtr integer = plain;
+    EXPECT_EQ(integer->GetMin(), INT64_MIN);
+    EXPECT_EQ(integer->GetMax(), INT64_MAX);
+    EXPECT_EQ(integer->GetInc(), 1);
+    EXPECT_EQ(integer->GetRepresentation(), PureNumber);
+
+    MemoryPort port;
+    map->Connect(&port);
+    port.Poke(0, 0xFFFE, 2);
+    CIntegerPtr reg = map->GetNode("Reg");
+    EXPECT_EQ(reg->GetAccessMode(), RO);         // a register's default mode
+    EXPECT_EQ(reg->GetValue(), 0xFFFE);          // unsigned, little-endian, port not swapped
+    CFloatPtr gain = map->GetNode("Gain");
+    EXPECT_EQ(gain->GetDisplayNotation(), fnAutomatic);
+    EXPECT_EQ(gain->GetDisplayPrecision(), 6);
+    EXPECT_FALSE(gain->HasInc());
+    EXPECT_EQ(CIntegerPtr(map->GetNode("Twice"))->GetValue(), 10);
+    EXPECT_TRUE(CBooleanPtr(map->GetNode("Flag"))->GetValue());
+    EXPECT_EQ(CEnumerationPtr(map->GetNode("Mode"))->ToString(), "Only");
+}
+
+TEST(LenientLoading, StaysStrictWhereAnEmptyElementLeavesNothingToUse) {
+    EXPECT_NE(LoadError(R"(<Integer Name="A"><Value/></Integer>)").find("Node 'A' (Integer): <Value> '' is not an integer"),
+              std::string::npos);
+    EXPECT_EQ(LoadError(R"(<Integer Name="A"><pValue/></Integer>)"), "Node 'A' (Integer): <pValue> is empty");
+    EXPECT_NE(LoadError(R"(<Integer Name="A"><Value>1</Value><pIsAvailable></pIsAvailable></Integer>)").find("Node 'A'"),
+              std::string::npos);
+    EXPECT_NE(LoadError(R"(<Port Name="Device"/><IntReg Name="R"><Address>0</Address><Length/><pPort>Device</pPort></IntReg>)")
+                  .find("Node 'R'"),
+              std::string::npos);
+    EXPECT_NE(LoadError(R"(<Integer Name="A"><Value>1</Value><Streamable>Maybe</Streamable></Integer>)")
+                  .find("Node 'A' (Integer): <Streamable> 'Maybe' is neither Yes nor No"),
+              std::string::npos);
 }
 
 TEST(BadInput, RegisterAccessOutsideItsPortFails) {
