@@ -3,6 +3,7 @@
 #define VIREO_DEVICE_H
 
 #include <atomic>
+#include <condition_variable>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -57,7 +58,7 @@ public:
     Device& operator=(const Device&) = delete;
 
     bool IsConnected() override;
-    void StartStream(size_t numBuffers = 0) override;
+    void StartStream(size_t numBuffers = kAutomaticBufferCount) override;
     void StopStream() override;
     IImage* GetImage(uint64_t timeout = 2000) override;
     ICompressedImage* GetCompressedImage(uint64_t timeout = 2000) override;
@@ -100,6 +101,9 @@ public:
     // StopStream(stream). A start that fails leaves neither buffers nor the registration.
     virtual void StartStreamEVS(int stream, size_t numBuffers);
     virtual void StopStreamEVS(int stream);
+    // Whether any data stream has been started and not completely stopped (a stop that failed
+    // half-way leaves it so until a retry completes it).
+    bool IsStreaming();
 
     // Data stream `stream` (no range check).
     StreamInfo* GetStreamInfo(int stream) { return m_streams[size_t(stream)]; }
@@ -119,8 +123,28 @@ private:
     void RequireStreams(const char* function) const;
     // A fresh chunk node map for one delivered buffer (null when the camera has no chunks).
     GenApi::INodeMap* NewChunkNodeMap();
-    void StartImageCallbackThread();  // caller holds m_imageCallbackMutex
+    struct StreamRun;
+    std::shared_ptr<StreamRun> RunOf(int stream);
+    // Undoes a start step by step, resuming where an earlier attempt failed; ends every wait on
+    // the stream first. Leaves the stream idle when it returns.
+    void FinishStop(int stream, StreamRun& run, const char* function);
+    // The same, for a failed start: nothing may hide the start's own error, and what cannot be
+    // undone now is left for StopStream or DestroyDevice to finish.
+    void UndoFailedStart(int stream, StreamRun& run) noexcept;
+    // Ends every wait on the run and keeps new ones from beginning.
+    void EndWaits(StreamRun& run);
+    // Releases the chunk adapter's hold on a delivered buffer (any buffer when null).
+    void DetachChunks(void* bufferHandle);
+    // Has the chunk adapter parse a delivered buffer; a trailer that does not parse is an
+    // error of the delivery.
+    void AttachChunks(void* bufferHandle, const uint8_t* data, size_t size);
+    // Starts the thread if callbacks are registered and it does not run. The caller holds
+    // m_callbackThreadMutex and m_imageCallbackMutex.
+    void StartImageCallbackThread();
     void StopImageCallbackThread();
+    bool OnImageCallbackThread() const;
+    // Best-effort stop of everything still running, for destruction: nothing thrown.
+    void AbandonStreams() noexcept;
     void Release() noexcept;
 
     TLDevice* m_tlDevice;
@@ -131,15 +155,27 @@ private:
     Port m_tlPort;
     GenApi::INodeMap* m_tlNodeMap = nullptr;
     std::vector<StreamInfo*> m_streams;
-    std::vector<TLEvent*> m_events;
+    // One slot per data stream, null while the stream is idle. The run mutex guards the slots
+    // and the waiting threads' part of every run; it is never held across a wait.
+    std::mutex m_runMutex;
+    std::condition_variable m_runWaitersLeft;
+    std::vector<std::shared_ptr<StreamRun>> m_runs;
+    // The chunk adapter parses one delivered buffer at a time; it lets go of it when that
+    // buffer is requeued or the stream stops, so chunk features never read revoked memory.
+    std::mutex m_chunkMutex;
+    void* m_chunkBuffer = nullptr;
     GenApi::CChunkAdapterGEV* m_chunkAdapter = nullptr;
     std::string m_description;  // the camera's description file, unpacked
     GenApi::CNodeMapFactory m_chunkFactory;  // the chunk subtree of the description
     GenApi::INodeMap* m_chunkNodeMap = nullptr;
     std::recursive_mutex m_streamMutex;
-    std::mutex m_imageCallbackMutex;
+    // Starts and joins of the callback thread, taken before m_imageCallbackMutex, never by the
+    // callback thread itself.
+    std::mutex m_callbackThreadMutex;
+    std::mutex m_imageCallbackMutex;  // the list; held while callbacks run
     std::vector<IImageCallback*> m_imageCallbacks;
     std::thread m_imageCallbackThread;
+    std::atomic<std::thread::id> m_imageCallbackThreadId{};
     std::atomic<bool> m_imageCallbackRunning{false};
     std::unique_ptr<TLEvent> m_remoteEvent;
     std::unique_ptr<GenApi::CEventAdapterGEV> m_eventAdapter;

@@ -28,6 +28,9 @@ public:
     // Takes the device's current state as known without calling its callbacks (after a
     // reconnect, so that the change is not reported twice).
     void ConnectDevice(IDevice* device);
+    // Forgets every registration of the device (before it is destroyed). Returns once the
+    // watcher no longer uses the device; callable from a disconnect callback.
+    void RemoveDevice(IDevice* device);
     // The watcher: polls every registered device twice a second.
     void CallbackThread();
 
@@ -37,9 +40,12 @@ private:
         IDisconnectCallback* callback;
         bool connected;
     };
+    // Whether the caller is the watcher, inside a callback, where m_mutex is held already.
+    bool OnWatcherThread() const;
     std::mutex m_mutex;  // orders the poll against registration changes
     std::vector<Entry> m_entries;
     std::thread m_thread;
+    std::atomic<std::thread::id> m_watcherId{};
     std::atomic<bool> m_running{false};
 };
 

@@ -37,17 +37,24 @@ public:
     virtual ~IDisconnectCallback();
 };
 
+// Asks StartStream to choose the number of buffers from the camera's throughput.
+constexpr size_t kAutomaticBufferCount = 0xFFFFFFFFu;
+
 class VIREO_API IDevice {
 public:
     virtual bool IsConnected() = 0;
-    // Starts the current stream with numBuffers buffers (0 picks the count automatically).
-    virtual void StartStream(size_t numBuffers = 0) = 0;
+    // Starts the current stream with numBuffers buffers. kAutomaticBufferCount (the default)
+    // picks the count from the camera's DeviceMaxThroughput: enough for 40 ms of its data, 10
+    // to 1000 buffers; 10 when the camera does not tell its throughput.
+    virtual void StartStream(size_t numBuffers = kAutomaticBufferCount) = 0;
     virtual void StopStream() = 0;
     // Waits up to timeout milliseconds for the next delivered buffer. The caller gives every
     // buffer back through RequeueBuffer.
     virtual IImage* GetImage(uint64_t timeout = 2000) = 0;
     virtual ICompressedImage* GetCompressedImage(uint64_t timeout = 2000) = 0;
     virtual IBuffer* GetBuffer(uint64_t timeout = 2000) = 0;
+    // Gives a delivered buffer back and destroys its object. A buffer held across StopStream was
+    // taken back by the stop: giving it back then only destroys the object.
     virtual void RequeueBuffer(IBuffer* buffer) = 0;
     virtual void WaitForNextLeader(uint64_t timeout) = 0;
     virtual void ResetWaitForNextLeader() = 0;

@@ -28,6 +28,8 @@ public:
 
     void AddDevice(IDevice* device);
     void RemoveDevice(IDevice* device);
+    // Whether devices opened on this interface are still open.
+    bool HasDevices();
     // Hands the TLInterface over (for closing) and forgets it.
     TLInterface* ReleaseTLInterface();
 

@@ -71,9 +71,7 @@ public:
     GenApi::INodeMap* GetTLInterfaceNodeMap(DeviceInfo info) override;
     void ForceIp(unsigned long mac, unsigned long ip, unsigned long subnet, unsigned long gateway) override;
     void ForceIp(const char* mac, const char* ip, const char* subnet, const char* gateway) override;
-    void RegisterDeviceDisconnectCallback(IDevice* device, IDisconnectCallback* callback) override {
-        m_deviceCallbacks.RegisterCallback(device, callback);
-    }
+    void RegisterDeviceDisconnectCallback(IDevice* device, IDisconnectCallback* callback) override;
     void DeregisterDeviceDisconnectCallback(IDisconnectCallback* callback) override {
         m_deviceCallbacks.DeregisterCallback(callback);
     }
@@ -86,11 +84,16 @@ private:
     bool RefreshInterfaces();          // caller holds m_systemLock
     void EnumerateInterfaces();        // caller holds m_systemLock
     void CleanUpInterface(Interface* iface);
+    // Closes an interface that the producer no longer lists once its last device is gone.
+    void ReleaseRetainedInterface(Interface* iface);  // caller holds m_systemLock
     Interface* InterfaceOf(uint64_t macAddress, uint32_t ipAddress, const char* notFound);  // caller holds the lock
     Interface* InterfaceRoutingTo(const char* ip, const char* failure);
 
     TLSystem* m_tlSystem;
     std::vector<Interface*> m_interfaces;
+    // Interfaces that left the producer's list while devices were open on them: closing them
+    // would pull the devices' handles away. Closed when their last device is destroyed.
+    std::vector<Interface*> m_retainedInterfaces;
     GenApi::INodeMap* m_nodeMap = nullptr;
     Port m_port;
     std::recursive_mutex m_systemLock;  // every operation on the interfaces and devices

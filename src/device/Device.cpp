@@ -158,7 +158,7 @@ Device::Device(TLDevice* tlDevice, Interface* iface) : m_tlDevice(tlDevice), m_i
     try {
         BuildNodeMaps();
         EnumerateStreams(m_tlDevice, m_streams);
-        m_events.assign(m_streams.size(), nullptr);
+        m_runs.assign(m_streams.size(), nullptr);
         LimitEventSensorRate();
         m_chunkAdapter = new GenApi::CChunkAdapterGEV(m_nodeMap, -1);
         ApplyScanType();
@@ -240,6 +240,7 @@ void Device::MultipartStreamCallback(GenApi::INode*) {
 Device::~Device() {
     std::lock_guard lock(m_streamMutex);
     StopImageCallbackThread();
+    AbandonStreams();
     Release();
 }
 
@@ -252,8 +253,7 @@ void Device::Release() noexcept {
         m_chunkAdapter = nullptr;
         for (StreamInfo* stream : m_streams) delete stream;
         m_streams.clear();
-        for (TLEvent* event : m_events) delete event;
-        m_events.clear();
+        m_runs.clear();
         if (m_chunkNodeMap != nullptr) dynamic_cast<GenApi::IDestroy*>(m_chunkNodeMap)->Destroy();
         m_chunkNodeMap = nullptr;
         if (m_nodeMap != nullptr) dynamic_cast<GenApi::IDestroy*>(m_nodeMap)->Destroy();

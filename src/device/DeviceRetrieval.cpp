@@ -14,6 +14,7 @@
 #include <Vireo/NodeAccess.h>
 
 #include "../transport/Errors.h"
+#include "DeviceStreams.h"
 
 namespace Vireo {
 namespace {
@@ -38,17 +39,6 @@ T BufferInfoOf(TLDataStream* stream, void* buffer, int32_t command, const char* 
     const GenTL::GC_ERROR result = stream->GetBufferInfo(buffer, command, &type, &value, &size);
     if (result != GenTL::GC_ERR_SUCCESS) VIREO_THROW_PRODUCER_ERROR(result, failure, kUnit, "GetBuffer", gentlCall);
     return value;
-}
-
-// Attaches a delivered buffer's bytes to a chunk adapter; a trailer that does not parse is an
-// error of the delivery.
-void AttachChunks(GenApi::CChunkAdapterGEV* adapter, const uint8_t* data, size_t size) {
-    if (adapter == nullptr) return;
-    try {
-        adapter->AttachBuffer(const_cast<uint8_t*>(data), int64_t(size));
-    } catch (const GenICam::GenericException&) {
-        VIREO_THROW_PLAIN(Runtime, "Invalid layout of buffer attached to chunk parser!", kUnit, "GetBuffer");
-    }
 }
 
 } // namespace
@@ -83,13 +73,39 @@ void Device::ResetWaitForNextLeader() {
 }
 
 IBuffer* Device::GetBuffer(int stream, uint64_t timeout) {
-    TLEvent* event = size_t(stream) < m_events.size() ? m_events[size_t(stream)] : nullptr;
-    if (event == nullptr)
-        VIREO_THROW_PLAIN(InvalidArgument, "Unable to get buffer data, event handle is NULL", kUnit, "GetBuffer");
+    std::shared_ptr<StreamRun> run;
+    TLEvent* event = nullptr;
+    {
+        std::lock_guard lock(m_runMutex);
+        if (stream >= 0 && size_t(stream) < m_runs.size()) run = m_runs[size_t(stream)];
+        if (run != nullptr && run->stopping)
+            VIREO_THROW_PLAIN(Runtime, "Unable to get buffer data, stream aborted", kUnit, "GetBuffer");
+        if (run == nullptr || run->event == nullptr)
+            VIREO_THROW_PLAIN(InvalidArgument, "Unable to get buffer data, event handle is NULL", kUnit, "GetBuffer");
+        // Counted until this call returns: a stop waits for it before it unregisters the event
+        // or revokes the buffer being wrapped.
+        ++run->waiters;
+        event = run->event.get();
+    }
+    struct Leave {
+        Device& device;
+        StreamRun& run;
+        ~Leave() {
+            std::lock_guard lock(device.m_runMutex);
+            --run.waiters;
+            device.m_runWaitersLeft.notify_all();
+        }
+    } leave{*this, *run};
+    const auto stopping = [&] {
+        std::lock_guard lock(m_runMutex);
+        return run->stopping;
+    };
+
     GenTL::S_EVENT_NEW_BUFFER data{};
     size_t size = sizeof data;
     const GenTL::GC_ERROR result = event->GetData(&data, &size, timeout);
-    if (result == GenTL::GC_ERR_ABORT)
+    // A buffer that arrives while the stream stops is not handed out: the stop takes it back.
+    if (result == GenTL::GC_ERR_ABORT || stopping())
         VIREO_THROW_PLAIN(Runtime, "Unable to get buffer data, stream aborted", kUnit, "GetBuffer");
     if (result != GenTL::GC_ERR_SUCCESS)
         VIREO_THROW_PRODUCER_ERROR(result, "Unable to get buffer data", kUnit, "GetBuffer", "EventGetData");
@@ -108,17 +124,39 @@ IBuffer* Device::GetBuffer(int stream, uint64_t timeout) {
         std::unique_ptr<ImageExtendedChunk> image(new ImageExtendedChunk(dataStream, handle, NewChunkNodeMap()));
         const size_t filled = BufferInfoOf<size_t>(dataStream, handle, GenTL::BUFFER_INFO_DATA_SIZE,
                                                    "Unable to get buffer data size", "DSGetBufferInfo, BUFFER_INFO_DATA_SIZE");
-        AttachChunks(m_chunkAdapter, image->GetData(), filled);
+        AttachChunks(handle, image->GetData(), filled);
         return static_cast<IImage*>(image.release());
     }
     if (payloadType == kPayloadChunkData) {
         std::unique_ptr<ChunkData> chunks(new ChunkData(dataStream, handle, NewChunkNodeMap()));
-        AttachChunks(m_chunkAdapter, chunks->GetData(), chunks->GetSizeFilled());
+        AttachChunks(handle, chunks->GetData(), chunks->GetSizeFilled());
         return static_cast<IChunkData*>(chunks.release());
     }
     if (payloadType == kPayloadCompressedImageWithChunks)
         return static_cast<ICompressedImage*>(new CompressedImageExtendedChunk(dataStream, handle, NewChunkNodeMap()));
     VIREO_THROW_PLAIN(LogicalError, "Unknown payload type", kUnit, "GetBuffer");
+}
+
+void Device::AttachChunks(void* bufferHandle, const uint8_t* data, size_t size) {
+    std::lock_guard lock(m_chunkMutex);
+    if (m_chunkAdapter == nullptr) return;
+    m_chunkBuffer = nullptr;
+    try {
+        m_chunkAdapter->AttachBuffer(const_cast<uint8_t*>(data), int64_t(size));
+    } catch (const GenICam::GenericException&) {
+        // The previous buffer's values must not stay readable as if they were this one's.
+        m_chunkAdapter->DetachBuffer();
+        VIREO_THROW_PLAIN(Runtime, "Invalid layout of buffer attached to chunk parser!", kUnit, "GetBuffer");
+    }
+    m_chunkBuffer = bufferHandle;
+}
+
+void Device::DetachChunks(void* bufferHandle) {
+    std::lock_guard lock(m_chunkMutex);
+    if (m_chunkAdapter == nullptr || m_chunkBuffer == nullptr) return;
+    if (bufferHandle != nullptr && bufferHandle != m_chunkBuffer) return;
+    m_chunkBuffer = nullptr;
+    m_chunkAdapter->DetachBuffer();
 }
 
 GenApi::INodeMap* Device::NewChunkNodeMap() {
@@ -167,6 +205,17 @@ void Device::RequeueBuffer(int stream, IBuffer* buffer) {
     if (buffer == nullptr) VIREO_THROW_PLAIN(InvalidArgument, "Image is null", kUnit, "RequeueBuffer");
     auto* delivered = dynamic_cast<Buffer*>(buffer);
     if (delivered == nullptr) VIREO_THROW_PLAIN(InvalidArgument, "Image is null", kUnit, "RequeueBuffer");
+    // Once queued the buffer is refilled: the chunk features must no longer read it.
+    DetachChunks(delivered->GetBufferHandle());
+    {
+        // A stop takes every buffer back: one held across it has nothing left to requeue.
+        std::lock_guard lock(m_runMutex);
+        const auto& run = size_t(stream) < m_runs.size() ? m_runs[size_t(stream)] : nullptr;
+        if (delivered->GetBufferHandle() != nullptr && (run == nullptr || run->stopping)) {
+            delete buffer;
+            return;
+        }
+    }
     const GenTL::GC_ERROR result =
         m_streams.at(size_t(stream))->GetTLDataStream()->QueueBuffer(delivered->GetBufferHandle());
     if (result != GenTL::GC_ERR_SUCCESS)
@@ -224,23 +273,53 @@ void Device::WaitOnEvent(uint64_t timeout) {
 void Device::RegisterImageCallback(IImageCallback* callback) {
     if (callback == nullptr)
         VIREO_THROW_PLAIN(InvalidArgument, "Null image callback pointer specified", kUnit, "RegisterImageCallback");
+    const auto add = [&] {
+        if (std::find(m_imageCallbacks.begin(), m_imageCallbacks.end(), callback) != m_imageCallbacks.end())
+            VIREO_THROW_PLAIN(InvalidArgument, "Callback already registered", kUnit, "RegisterImageCallback");
+        m_imageCallbacks.push_back(callback);
+    };
+    // From a callback: the thread runs and holds the list's mutex already.
+    if (OnImageCallbackThread()) return add();
+    std::lock_guard thread(m_callbackThreadMutex);
     std::lock_guard lock(m_imageCallbackMutex);
-    if (std::find(m_imageCallbacks.begin(), m_imageCallbacks.end(), callback) != m_imageCallbacks.end())
-        VIREO_THROW_PLAIN(InvalidArgument, "Callback already registered", kUnit, "RegisterImageCallback");
-    m_imageCallbacks.push_back(callback);
+    add();
     // The stream start starts the thread when callbacks wait for it; a running stream needs it now.
-    const bool streaming = std::any_of(m_events.begin(), m_events.end(), [](TLEvent* event) { return event != nullptr; });
-    if (streaming && !m_imageCallbackRunning) StartImageCallbackThread();
+    bool streaming = false;
+    {
+        std::lock_guard runs(m_runMutex);
+        for (const auto& run : m_runs) streaming = streaming || (run != nullptr && run->event && !run->stopping);
+    }
+    if (streaming) StartImageCallbackThread();
 }
 
 void Device::DeregisterImageCallback(IImageCallback* callback) {
     if (callback == nullptr)
         VIREO_THROW_PLAIN(InvalidArgument, "Null image callback pointer specified", kUnit, "DeregisterImageCallback");
-    std::lock_guard lock(m_imageCallbackMutex);
-    m_imageCallbacks.erase(std::remove(m_imageCallbacks.begin(), m_imageCallbacks.end(), callback), m_imageCallbacks.end());
+    const auto remove = [&] {
+        m_imageCallbacks.erase(std::remove(m_imageCallbacks.begin(), m_imageCallbacks.end(), callback),
+                               m_imageCallbacks.end());
+        return m_imageCallbacks.empty();
+    };
+    if (OnImageCallbackThread()) {
+        // The thread ends after this callback returns when nobody is left to call.
+        if (remove()) m_imageCallbackRunning = false;
+        return;
+    }
+    bool empty = false;
+    {
+        std::lock_guard lock(m_imageCallbackMutex);
+        empty = remove();
+    }
+    // With nobody to call, the thread would only keep buffers from GetImage.
+    if (empty) StopImageCallbackThread();
 }
 
 void Device::DeregisterAllImageCallbacks() {
+    if (OnImageCallbackThread()) {
+        m_imageCallbacks.clear();
+        m_imageCallbackRunning = false;
+        return;
+    }
     StopImageCallbackThread();
     std::lock_guard lock(m_imageCallbackMutex);
     m_imageCallbacks.clear();
@@ -255,8 +334,15 @@ void Device::ImageCallbackThread() {
             continue;  // a time-out, or a stream that is stopping: look at the flag again
         }
         std::lock_guard lock(m_imageCallbackMutex);
-        IImage* image = dynamic_cast<IImage*>(buffer);
-        for (IImageCallback* callback : m_imageCallbacks) callback->OnImage(image);
+        // Callbacks receive images; chunk-only buffers go straight back. A callback may remove
+        // itself from the list.
+        if (IImage* image = dynamic_cast<IImage*>(buffer)) {
+            for (size_t index = 0; index < m_imageCallbacks.size();) {
+                IImageCallback* callback = m_imageCallbacks[index];
+                callback->OnImage(image);
+                if (index < m_imageCallbacks.size() && m_imageCallbacks[index] == callback) ++index;
+            }
+        }
         try {
             RequeueBuffer(buffer);
         } catch (const GenICam::GenericException&) {

@@ -2,6 +2,7 @@
 #include <Vireo/Device.h>
 
 #include <algorithm>
+#include <chrono>
 
 #include <GenApi/GenApi.h>
 #include <Vireo/NodeAccess.h>
@@ -15,8 +16,8 @@ namespace {
 
 constexpr const char* kUnit = "Device";
 constexpr int64_t sk_hardcodedTcpPacketSize = 9000;
-// Asks StartStream to choose the number of buffers from the camera's throughput.
-constexpr size_t kAutomaticBufferCount = 0xFFFFFFFFu;
+// The pool when the camera does not tell its throughput.
+constexpr size_t kFallbackBufferCount = 10;
 
 template <class T>
 T InfoOf(TLDataStream* stream, int32_t command) {
@@ -62,8 +63,20 @@ void CleanupAnnouncedBuffersOnStartFailure(StreamInfo* stream) {
     RevokeAnnouncedBuffers(stream, "CleanupAnnouncedBuffersOnStartFailure");
 }
 
+std::shared_ptr<Device::StreamRun> Device::RunOf(int stream) {
+    std::lock_guard lock(m_runMutex);
+    return size_t(stream) < m_runs.size() ? m_runs[size_t(stream)] : nullptr;
+}
+
+bool Device::IsStreaming() {
+    std::lock_guard lock(m_runMutex);
+    return std::any_of(m_runs.begin(), m_runs.end(), [](const auto& run) { return run != nullptr; });
+}
+
 void Device::StartStream(size_t numBuffers) {
     if (m_streams.empty()) VIREO_THROW_PLAIN(LogicalError, "Device has no available streams", kUnit, "StartStream");
+    // Before anything is read or written: a running acquisition must not be disturbed.
+    if (IsStreaming()) VIREO_THROW_PLAIN(LogicalError, "Stream is already started", kUnit, "StartStream");
     SelectStream();
     if (m_currentStream == kTcpStream && m_streams.size() > 1) {
         m_savedPacketSize = GetNodeValue<int64_t>(GetNodeMap(), "DeviceStreamChannelPacketSize");
@@ -89,11 +102,19 @@ void Device::StopStream() {
         VIREO_THROW_PLAIN(LogicalError, "Failure stopping stream due to device not having been streaming", kUnit,
                           "StopStream");
     SelectStream();
-    if (m_currentStream == kEventSensorStream)
-        StopStreamEVS(m_currentStream);
+    // The stream that runs is the one to stop, whatever the transport settings say now.
+    int stream = m_currentStream;
+    {
+        std::lock_guard lock(m_runMutex);
+        if (m_runs[size_t(stream)] == nullptr)
+            for (size_t index = 0; index < m_runs.size(); ++index)
+                if (m_runs[index] != nullptr) stream = int(index);
+    }
+    if (stream == kEventSensorStream)
+        StopStreamEVS(stream);
     else
-        StopStream(m_currentStream);
-    if (m_currentStream == kTcpStream && m_streams.size() > 1 && m_savedPacketSize != -1) {
+        StopStream(stream);
+    if (stream == kTcpStream && m_streams.size() > 1 && m_savedPacketSize != -1) {
         SetNodeValue<int64_t>(GetNodeMap(), "DeviceStreamChannelPacketSize", m_savedPacketSize);
         m_savedPacketSize = -1;
     }
@@ -103,6 +124,9 @@ void Device::StartStream(int stream, size_t numBuffers) {
     std::lock_guard lock(m_streamMutex);
     if (numBuffers == 0)
         VIREO_THROW_PLAIN(InvalidArgument, "Number of acquisition buffers must be 1 or greater", kUnit, "StartStream");
+    if (stream < 0 || size_t(stream) >= m_streams.size())
+        VIREO_THROW_PLAIN(InvalidArgument, "Device has no data stream " + std::to_string(stream), kUnit, "StartStream");
+    if (RunOf(stream) != nullptr) VIREO_THROW_PLAIN(LogicalError, "Stream is already started", kUnit, "StartStream");
     GenApi::INodeMap* remote = GetNodeMap();
     if (remote == nullptr) VIREO_THROW_PLAIN(Runtime, "Node map not present", kUnit, "StartStream");
     uint64_t payloadSize = uint64_t(GenApi::CIntegerPtr(remote->GetNode("PayloadSize"))->GetValue());
@@ -129,7 +153,7 @@ void Device::StartStream(int stream, size_t numBuffers) {
         }
     }
 
-    StreamInfo* info = m_streams.at(size_t(stream));
+    StreamInfo* info = m_streams[size_t(stream)];
     TLDataStream* dataStream = info->GetTLDataStream();
     const GenICam::gcstring mode = GetNodeValue<GenICam::gcstring>(info->GetNodeMap(), "StreamBufferHandlingMode");
     if (numBuffers == 1 && mode == "OldestFirstOverwrite")
@@ -160,110 +184,222 @@ void Device::StartStream(int stream, size_t numBuffers) {
     }
 
     if (numBuffers == kAutomaticBufferCount) {
-        const uint64_t throughput = uint64_t(GetNodeValue<int64_t>(remote, "DeviceMaxThroughput"));
-        numBuffers = size_t((throughput * 40 / 1000) / payloadSize);
-        numBuffers = std::max<size_t>(std::min<size_t>(numBuffers, 1000), 10);
-    }
-
-    for (size_t index = 0; index < numBuffers; ++index) {
-        void* buffer = nullptr;
-        GenTL::GC_ERROR result = dataStream->AllocAndAnnounceBuffer(size_t(payloadSize), nullptr, &buffer);
-        if (result != GenTL::GC_ERR_SUCCESS) {
-            const std::string text = FetchLastError();
-            CleanupAnnouncedBuffersOnStartFailure(info);
-            ThrowProducerErrorWithText(result, "Unable to prepare internal buffer", kUnit, "StartStream",
-                                       "DSAllocAndAnnounceBuffer", text, VIREO_SOURCE_FILE, __LINE__);
-        }
-        result = dataStream->QueueBuffer(buffer);
-        if (result != GenTL::GC_ERR_SUCCESS) {
-            const std::string text = FetchLastError();
-            CleanupAnnouncedBuffersOnStartFailure(info);
-            ThrowProducerErrorWithText(result, "Unable to queue internal buffer", kUnit, "StartStream", "DSQueueBuffer",
-                                       text, VIREO_SOURCE_FILE, __LINE__);
+        GenApi::CIntegerPtr throughputNode = remote->GetNode("DeviceMaxThroughput");
+        if (throughputNode.IsValid() && GenApi::IsReadable(throughputNode) && payloadSize > 0) {
+            const uint64_t throughput = uint64_t(throughputNode->GetValue());
+            numBuffers = size_t((throughput * 40 / 1000) / payloadSize);
+            numBuffers = std::max<size_t>(std::min<size_t>(numBuffers, 1000), 10);
+        } else {
+            // Many cameras do not tell their throughput: a small pool still streams.
+            LibraryLog(PelgoLog::Warn, "The camera does not report DeviceMaxThroughput: starting with " +
+                                           std::to_string(kFallbackBufferCount) + " buffers");
+            numBuffers = kFallbackBufferCount;
         }
     }
 
-    // Resend setup: best effort, every value has a default.
-    dataStream->SetupResendRetryParams(
-        uint64_t(ValueOr<int64_t>(remote, "PacketResendWindowFrameCount", 0)), ValueOr<double>(remote, "AcquisitionFrameRate", 0.0),
-        ValueOr<GenICam::gcstring>(remote, "DeviceSerialNumber", "").c_str(),
-        ValueOr<GenICam::gcstring>(remote, "DeviceFirmwareVersion", "").c_str(),
-        int32_t(ValueOr<int64_t>(remote, "Width", 0)), int32_t(height));
-
-    void* event = nullptr;
-    const GenTL::GC_ERROR registered = dataStream->RegisterEvent(GenTL::EVENT_NEW_BUFFER, &event);
-    if (registered != GenTL::GC_ERR_SUCCESS) {
-        const std::string text = FetchLastError();
-        CleanupAnnouncedBuffersOnStartFailure(info);
-        ThrowProducerErrorWithText(registered, "Unable to register new buffer events", kUnit, "StartStream",
-                                   "GCRegisterEvent, EVENT_NEW_BUFFER", text, VIREO_SOURCE_FILE, __LINE__);
-    }
-    delete m_events[size_t(stream)];
-    m_events[size_t(stream)] = new TLEvent(event);
-
-    GenApi::CIntegerPtr locked = remote->GetNode("TLParamsLocked");
-    if (locked.IsValid()) locked->SetValue(1, true);
-    GenApi::CCommandPtr start = remote->GetNode("AcquisitionStart");
+    // From here on the start changes the producer and the camera: the run records each step,
+    // so that a failure anywhere is undone completely.
+    auto run = std::make_shared<StreamRun>();
     {
-        std::lock_guard callbacks(m_imageCallbackMutex);
-        if (!m_imageCallbacks.empty() && !m_imageCallbackRunning) StartImageCallbackThread();
+        std::lock_guard runs(m_runMutex);
+        m_runs[size_t(stream)] = run;
     }
-    // The number of buffers announced doubles as the acquisition count.
-    const GenTL::GC_ERROR started = dataStream->StartAcquisition(GenTL::ACQ_START_FLAGS_DEFAULT, numBuffers);
-    if (started != GenTL::GC_ERR_SUCCESS) {
-        const std::string text = FetchLastError();
-        StopImageCallbackThread();
-        dataStream->UnregisterEvent(GenTL::EVENT_NEW_BUFFER);
-        delete m_events[size_t(stream)];
-        m_events[size_t(stream)] = nullptr;
-        if (locked.IsValid()) locked->SetValue(0);
-        CleanupAnnouncedBuffersOnStartFailure(info);
-        ThrowProducerErrorWithText(started, "Unable to start acquisition", kUnit, "StartStream", "DSStartAcquisition",
-                                   text, VIREO_SOURCE_FILE, __LINE__);
+    try {
+        for (size_t index = 0; index < numBuffers; ++index) {
+            void* buffer = nullptr;
+            GenTL::GC_ERROR result = dataStream->AllocAndAnnounceBuffer(size_t(payloadSize), nullptr, &buffer);
+            if (result != GenTL::GC_ERR_SUCCESS)
+                ThrowProducerErrorWithText(result, "Unable to prepare internal buffer", kUnit, "StartStream",
+                                           "DSAllocAndAnnounceBuffer", FetchLastError(), VIREO_SOURCE_FILE, __LINE__);
+            result = dataStream->QueueBuffer(buffer);
+            if (result != GenTL::GC_ERR_SUCCESS)
+                ThrowProducerErrorWithText(result, "Unable to queue internal buffer", kUnit, "StartStream",
+                                           "DSQueueBuffer", FetchLastError(), VIREO_SOURCE_FILE, __LINE__);
+        }
+
+        // Resend setup: best effort, every value has a default.
+        dataStream->SetupResendRetryParams(
+            uint64_t(ValueOr<int64_t>(remote, "PacketResendWindowFrameCount", 0)),
+            ValueOr<double>(remote, "AcquisitionFrameRate", 0.0),
+            ValueOr<GenICam::gcstring>(remote, "DeviceSerialNumber", "").c_str(),
+            ValueOr<GenICam::gcstring>(remote, "DeviceFirmwareVersion", "").c_str(),
+            int32_t(ValueOr<int64_t>(remote, "Width", 0)), int32_t(height));
+
+        void* event = nullptr;
+        const GenTL::GC_ERROR registered = dataStream->RegisterEvent(GenTL::EVENT_NEW_BUFFER, &event);
+        if (registered != GenTL::GC_ERR_SUCCESS)
+            ThrowProducerErrorWithText(registered, "Unable to register new buffer events", kUnit, "StartStream",
+                                       "GCRegisterEvent, EVENT_NEW_BUFFER", FetchLastError(), VIREO_SOURCE_FILE,
+                                       __LINE__);
+        {
+            std::lock_guard runs(m_runMutex);
+            run->event.reset(new TLEvent(event));
+        }
+
+        GenApi::CIntegerPtr locked = remote->GetNode("TLParamsLocked");
+        if (locked.IsValid()) {
+            run->paramsLocked = true;  // a write that failed half-way is undone too
+            locked->SetValue(1, true);
+        }
+        GenApi::CCommandPtr start = remote->GetNode("AcquisitionStart");
+        {
+            std::lock_guard thread(m_callbackThreadMutex);
+            std::lock_guard callbacks(m_imageCallbackMutex);
+            StartImageCallbackThread();
+        }
+        // The number of buffers announced doubles as the acquisition count.
+        const GenTL::GC_ERROR started = dataStream->StartAcquisition(GenTL::ACQ_START_FLAGS_DEFAULT, numBuffers);
+        if (started != GenTL::GC_ERR_SUCCESS)
+            ThrowProducerErrorWithText(started, "Unable to start acquisition", kUnit, "StartStream",
+                                       "DSStartAcquisition", FetchLastError(), VIREO_SOURCE_FILE, __LINE__);
+        run->acquisitionStarted = true;
+        if (hasControl(tlDeviceMap) && start.IsValid()) {
+            run->cameraStarted = true;
+            start->Execute();
+        }
+    } catch (...) {
+        UndoFailedStart(stream, *run);
+        throw;
     }
-    if (hasControl(tlDeviceMap) && start.IsValid()) start->Execute();
 }
 
 void Device::StopStream(int stream) {
     std::lock_guard lock(m_streamMutex);
+    const std::shared_ptr<StreamRun> run = RunOf(stream);
+    if (run == nullptr)
+        VIREO_THROW_PLAIN(LogicalError, "Failure stopping stream due to device not having been streaming", kUnit,
+                          "StopStream");
+    FinishStop(stream, *run, "StopStream");
+}
+
+void Device::EndWaits(StreamRun& run) {
+    std::unique_lock lock(m_runMutex);
+    run.stopping = true;
+    // A waiter counted here may not have reached the producer's wait yet when the kill comes;
+    // the kill is repeated until every waiter has left. No new waiter can arrive.
+    while (run.waiters > 0) {
+        if (run.event) run.event->Kill();
+        m_runWaitersLeft.wait_for(lock, std::chrono::milliseconds(2));
+    }
+}
+
+void Device::FinishStop(int stream, StreamRun& run, const char* function) {
+    m_imageCallbackRunning = false;  // the thread stops taking buffers now; it is joined below
+    EndWaits(run);
+    DetachChunks(nullptr);
+
     GenApi::INodeMap* remote = GetNodeMap();
-    if (remote != nullptr && hasControl(GetTLDeviceNodeMap())) {
+    // A camera that was told to start is told to stop; on a stop that is retried, once.
+    const bool control = hasControl(GetTLDeviceNodeMap());
+    if (remote != nullptr && control && !run.cameraStopped && (run.cameraStarted || run.acquisitionStarted)) {
         GenApi::CCommandPtr stop = remote->GetNode("AcquisitionStop");
         if (!stop.IsValid())
             VIREO_THROW_PLAIN(Runtime, "Unable to stop acquisition because Acquisition Stop node doesn't exist", kUnit,
-                              "StopStream");
+                              function);
         stop->Execute(false);
+        run.cameraStopped = true;
     }
     StopImageCallbackThread();
+
     StreamInfo* info = m_streams.at(size_t(stream));
     TLDataStream* dataStream = info->GetTLDataStream();
-    GenTL::GC_ERROR result = dataStream->StopAcquisition(GenTL::ACQ_STOP_FLAGS_DEFAULT);
-    if (result != GenTL::GC_ERR_SUCCESS)
-        VIREO_THROW_PRODUCER_ERROR(result, "Unable to stop acquisition", kUnit, "StopStream", "DSStopAcquisition");
-    result = dataStream->UnregisterEvent(GenTL::EVENT_NEW_BUFFER);
-    if (result != GenTL::GC_ERR_SUCCESS)
-        VIREO_THROW_PRODUCER_ERROR(result, "Unable to unregister new buffer events", kUnit, "StopStream",
-                                   "GCUnregisterEvent, EVENT_NEW_BUFFER");
-    delete m_events[size_t(stream)];
-    m_events[size_t(stream)] = nullptr;
-    if (remote != nullptr) {
+    if (run.acquisitionStarted) {
+        const GenTL::GC_ERROR result = dataStream->StopAcquisition(GenTL::ACQ_STOP_FLAGS_DEFAULT);
+        if (result != GenTL::GC_ERR_SUCCESS)
+            VIREO_THROW_PRODUCER_ERROR(result, "Unable to stop acquisition", kUnit, function, "DSStopAcquisition");
+        run.acquisitionStarted = false;
+    }
+    if (run.event) {
+        const GenTL::GC_ERROR result = dataStream->UnregisterEvent(GenTL::EVENT_NEW_BUFFER);
+        if (result != GenTL::GC_ERR_SUCCESS)
+            VIREO_THROW_PRODUCER_ERROR(result, "Unable to unregister new buffer events", kUnit, function,
+                                       "GCUnregisterEvent, EVENT_NEW_BUFFER");
+        std::lock_guard runs(m_runMutex);
+        run.event.reset();
+    }
+    if (run.paramsLocked && remote != nullptr) {
         GenApi::CIntegerPtr locked = remote->GetNode("TLParamsLocked");
         if (locked.IsValid()) locked->SetValue(0);
+        run.paramsLocked = false;
     }
-    result = dataStream->FlushQueue(GenTL::ACQ_QUEUE_ALL_DISCARD);
-    if (result != GenTL::GC_ERR_SUCCESS)
-        VIREO_THROW_PRODUCER_ERROR(result, "Unable to flush queue", kUnit, "StopStream", "DSFlushQueue");
-    RevokeAnnouncedBuffers(info, "StopStream");
+    if (!run.queueFlushed) {
+        const GenTL::GC_ERROR result = dataStream->FlushQueue(GenTL::ACQ_QUEUE_ALL_DISCARD);
+        if (result != GenTL::GC_ERR_SUCCESS)
+            VIREO_THROW_PRODUCER_ERROR(result, "Unable to flush queue", kUnit, function, "DSFlushQueue");
+        run.queueFlushed = true;
+    }
+    RevokeAnnouncedBuffers(info, function);
+    std::lock_guard runs(m_runMutex);
+    m_runs[size_t(stream)] = nullptr;
+}
+
+void Device::UndoFailedStart(int stream, StreamRun& run) noexcept {
+    try {
+        FinishStop(stream, run, "StartStream");
+    } catch (const std::exception& error) {
+        LibraryLog(PelgoLog::Error, std::string("A failed start could not be undone completely; StopStream or "
+                                                "DestroyDevice finishes it: ") + error.what());
+    } catch (...) {
+        LibraryLog(PelgoLog::Error, "A failed start could not be undone completely");
+    }
+}
+
+void Device::AbandonStreams() noexcept {
+    for (size_t stream = 0; stream < m_streams.size(); ++stream) {
+        const std::shared_ptr<StreamRun> run = RunOf(int(stream));
+        if (run == nullptr) continue;
+        // Every step is tried once more, whatever the earlier ones answer: the camera must be
+        // left unlocked and the producer without buffers of ours.
+        try {
+            FinishStop(int(stream), *run, "DestroyDevice");
+            continue;
+        } catch (...) {
+        }
+        try {
+            StopImageCallbackThread();
+        } catch (...) {
+        }
+        TLDataStream* dataStream = m_streams[stream]->GetTLDataStream();
+        if (run->acquisitionStarted) dataStream->StopAcquisition(GenTL::ACQ_STOP_FLAGS_KILL);
+        if (run->event) dataStream->UnregisterEvent(GenTL::EVENT_NEW_BUFFER);
+        try {
+            GenApi::CIntegerPtr locked = m_nodeMap != nullptr ? m_nodeMap->GetNode("TLParamsLocked") : nullptr;
+            if (run->paramsLocked && locked.IsValid()) locked->SetValue(0);
+        } catch (...) {
+        }
+        dataStream->FlushQueue(GenTL::ACQ_QUEUE_ALL_DISCARD);
+        try {
+            RevokeAnnouncedBuffers(m_streams[stream], "DestroyDevice");
+        } catch (...) {
+        }
+        std::lock_guard runs(m_runMutex);
+        run->event.reset();
+        m_runs[stream] = nullptr;
+    }
 }
 
 void Device::StartImageCallbackThread() {
+    if (m_imageCallbacks.empty() || m_imageCallbackRunning) return;
+    // A thread that ended by itself (its last callback deregistered from within) is collected.
+    if (m_imageCallbackThread.joinable()) m_imageCallbackThread.join();
     m_imageCallbackRunning = true;
-    m_imageCallbackThread = std::thread([this] { ImageCallbackThread(); });
+    m_imageCallbackThread = std::thread([this] {
+        m_imageCallbackThreadId = std::this_thread::get_id();
+        ImageCallbackThread();
+        m_imageCallbackThreadId = std::thread::id();
+    });
 }
 
 void Device::StopImageCallbackThread() {
+    if (OnImageCallbackThread()) {
+        m_imageCallbackRunning = false;  // it ends when the callback returns
+        return;
+    }
+    std::lock_guard thread(m_callbackThreadMutex);
     m_imageCallbackRunning = false;
     if (m_imageCallbackThread.joinable()) m_imageCallbackThread.join();
 }
+
+bool Device::OnImageCallbackThread() const { return m_imageCallbackThreadId.load() == std::this_thread::get_id(); }
 
 } // namespace Vireo

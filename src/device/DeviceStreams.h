@@ -2,6 +2,7 @@
 #ifndef VIREO_SRC_DEVICE_DEVICESTREAMS_H
 #define VIREO_SRC_DEVICE_DEVICESTREAMS_H
 
+#include <memory>
 #include <vector>
 
 #include <GenApi/INodeMap.h>
@@ -21,6 +22,23 @@ int GetStreamNumber(TLDevice* tlDevice, GenApi::INodeMap* tlDeviceMap, GenApi::I
                     size_t numStreams);
 // Gives every buffer announced on the stream back to the producer.
 void CleanupAnnouncedBuffersOnStartFailure(StreamInfo* stream);
+
+// One start of one data stream, from the moment a start touches the producer until a stop has
+// undone all of it. The steps done are recorded so that a stop, or the undoing of a failed
+// start, does each step once and can be retried after a failure where it left off.
+struct Device::StreamRun {
+    // Guarded by the device's run mutex: threads waiting for buffers read them.
+    std::unique_ptr<TLEvent> event;  // the registered new-buffer event
+    bool stopping = false;           // no new wait may begin; waits in progress are being ended
+    int waiters = 0;                 // threads inside GetBuffer on this run
+
+    // Guarded by the stream mutex: only start and stop change them.
+    bool paramsLocked = false;        // TLParamsLocked was (or may have been) set to 1
+    bool acquisitionStarted = false;  // DSStartAcquisition succeeded
+    bool cameraStarted = false;       // AcquisitionStart was (or may have been) executed
+    bool cameraStopped = false;       // AcquisitionStop was executed by this stop
+    bool queueFlushed = false;
+};
 
 } // namespace Vireo
 

@@ -31,6 +31,11 @@ void Interface::RemoveDevice(IDevice* device) {
     m_devices.erase(std::remove(m_devices.begin(), m_devices.end(), device), m_devices.end());
 }
 
+bool Interface::HasDevices() {
+    std::lock_guard lock(m_devicesMutex);
+    return !m_devices.empty();
+}
+
 TLInterface* Interface::ReleaseTLInterface() {
     TLInterface* tlInterface = m_tlInterface;
     m_tlInterface = nullptr;

@@ -17,6 +17,7 @@ Port::~Port() { m_module = nullptr; }
 GenApi::EAccessMode Port::GetAccessMode() const { return GenApi::RW; }
 
 void Port::Read(void* pBuffer, int64_t Address, int64_t Length) {
+    if (m_module == nullptr) VIREO_THROW_PLAIN(LogicalError, "Port is not connected to a module", "Port", "Read");
     size_t size = static_cast<size_t>(Length);
     const GenTL::GC_ERROR result = m_module->ReadPort(static_cast<uint64_t>(Address), pBuffer, &size);
     if (result != GenTL::GC_ERR_SUCCESS)
@@ -25,6 +26,7 @@ void Port::Read(void* pBuffer, int64_t Address, int64_t Length) {
 }
 
 void Port::Write(const void* pBuffer, int64_t Address, int64_t Length) {
+    if (m_module == nullptr) VIREO_THROW_PLAIN(LogicalError, "Port is not connected to a module", "Port", "Write");
     size_t size = static_cast<size_t>(Length);
     const GenTL::GC_ERROR result = m_module->WritePort(static_cast<uint64_t>(Address), pBuffer, &size);
     if (result != GenTL::GC_ERR_SUCCESS)

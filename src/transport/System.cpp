@@ -2,6 +2,7 @@
 
 #include <arpa/inet.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <thread>
@@ -54,10 +55,12 @@ System::System(TLSystem* tlSystem) : m_tlSystem(tlSystem), m_port(tlSystem) {
 System::~System() {
     try {
         std::lock_guard lock(m_systemLock);
-        while (!m_interfaces.empty()) {
-            Interface* iface = m_interfaces.back();
-            m_interfaces.pop_back();
-            CleanUpInterface(iface);
+        for (std::vector<Interface*>* list : {&m_interfaces, &m_retainedInterfaces}) {
+            while (!list->empty()) {
+                Interface* iface = list->back();
+                list->pop_back();
+                CleanUpInterface(iface);
+            }
         }
         if (m_nodeMap != nullptr) dynamic_cast<GenApi::IDestroy*>(m_nodeMap)->Destroy();
         m_tlSystem->Close();
@@ -94,14 +97,18 @@ void System::EnumerateInterfaces() {
                 VIREO_THROW_PRODUCER_ERROR(result, "Unable to get interface ID", kUnit, "EnumerateInterfaces",
                                            "TLGetInterfaceID");
             id[sizeof id - 1] = '\0';
+            // An interface that is open already is reused by its ID: its devices keep it.
             Interface* kept = nullptr;
-            for (Interface*& candidate : previous) {
-                if (candidate != nullptr && std::strcmp(candidate->GetId().c_str(), id) == 0) {
-                    kept = candidate;
-                    candidate = nullptr;
-                    break;
+            for (std::vector<Interface*>* list : {&previous, &m_retainedInterfaces}) {
+                for (Interface*& candidate : *list) {
+                    if (kept == nullptr && candidate != nullptr && std::strcmp(candidate->GetId().c_str(), id) == 0) {
+                        kept = candidate;
+                        candidate = nullptr;
+                    }
                 }
             }
+            m_retainedInterfaces.erase(std::remove(m_retainedInterfaces.begin(), m_retainedInterfaces.end(), nullptr),
+                                       m_retainedInterfaces.end());
             if (kept == nullptr) {
                 void* handle = nullptr;
                 result = m_tlSystem->OpenInterface(id, &handle);
@@ -124,8 +131,20 @@ void System::EnumerateInterfaces() {
             if (iface != nullptr) m_interfaces.push_back(iface);  // nothing is lost on failure
         throw;
     }
-    for (Interface* iface : previous)
-        if (iface != nullptr) CleanUpInterface(iface);
+    for (Interface* iface : previous) {
+        if (iface == nullptr) continue;
+        if (iface->HasDevices())
+            m_retainedInterfaces.push_back(iface);
+        else
+            CleanUpInterface(iface);
+    }
+}
+
+void System::ReleaseRetainedInterface(Interface* iface) {
+    const auto found = std::find(m_retainedInterfaces.begin(), m_retainedInterfaces.end(), iface);
+    if (found == m_retainedInterfaces.end() || iface->HasDevices()) return;
+    m_retainedInterfaces.erase(found);
+    CleanUpInterface(iface);
 }
 
 bool System::RefreshInterfaces() {
@@ -194,11 +213,16 @@ bool System::UpdateDevices(InterfaceInfo iface, unsigned long timeout) {
     bool listChanged = false;
     {
         std::lock_guard lock(m_systemLock);
-        while (!m_interfaces.empty()) {
-            Interface* old = m_interfaces.back();
-            m_interfaces.pop_back();
-            CleanUpInterface(old);
+        // The list is rebuilt from scratch, except for interfaces with open devices: those are
+        // kept and found again by their IDs.
+        std::vector<Interface*> inUse;
+        for (Interface* old : m_interfaces) {
+            if (old->HasDevices())
+                inUse.push_back(old);
+            else
+                CleanUpInterface(old);
         }
+        m_interfaces.swap(inUse);
         const GenTL::GC_ERROR result = m_tlSystem->UpdateInterfaceList(&listChanged, GENTL_INFINITE);
         if (result != GenTL::GC_ERR_SUCCESS)
             VIREO_THROW_PRODUCER_ERROR(result, "Unable to update list of interfaces", kUnit, "UpdateDevices",
@@ -286,14 +310,17 @@ IDevice* System::CreateDevice(DeviceInfo info) {
 }
 
 void System::DestroyDevice(IDevice* device) {
-    if (device != nullptr) {
+    auto* concrete = dynamic_cast<Device*>(device);
+    if (concrete == nullptr) VIREO_THROW_PLAIN(InvalidArgument, "Device is null", kUnit, "DestroyDevice");
+    if (concrete->IsStreaming()) {
         try {
-            device->StopStream();
+            concrete->StopStream();
         } catch (const GenICam::TimeoutException&) {
         } catch (const GenICam::GenericException& error) {
-            // The stream was not running, or the device is gone already: an I/O failure, which
-            // the producer reports as GC_ERR_IO (-1010) and which reaches us either in our
-            // own message form or in the "Code:" form of errors passed through other layers.
+            // The device is gone already: an I/O failure, which the producer reports as
+            // GC_ERR_IO (-1010) and which reaches us either in our own message form or in the
+            // "Code:" form of errors passed through other layers. Any other failure leaves the
+            // device whole, so that the caller can retry once its cause is gone.
             const std::string text = error.what();
             const bool expected = text.find("RESOURCE_IN_USE") != std::string::npos ||
                                   text.find("Code:-1010") != std::string::npos ||
@@ -302,11 +329,20 @@ void System::DestroyDevice(IDevice* device) {
             if (!expected) throw;
         }
     }
-    auto* concrete = dynamic_cast<Device*>(device);
-    if (concrete == nullptr) VIREO_THROW_PLAIN(InvalidArgument, "Device is null", kUnit, "DestroyDevice");
+    // The watcher must not ask a destroyed device for its state.
+    m_deviceCallbacks.RemoveDevice(device);
     std::lock_guard lock(m_systemLock);
-    if (Interface* iface = concrete->GetInterface()) iface->RemoveDevice(device);
+    Interface* iface = concrete->GetInterface();
+    if (iface != nullptr) iface->RemoveDevice(device);
+    // Whatever the stop left undone, the destruction finishes: buffers revoked, camera unlocked.
     delete concrete;
+    if (iface != nullptr) ReleaseRetainedInterface(iface);
+}
+
+void System::RegisterDeviceDisconnectCallback(IDevice* device, IDisconnectCallback* callback) {
+    if (device == nullptr)
+        VIREO_THROW_PLAIN(InvalidArgument, "Device is null", kUnit, "RegisterDeviceDisconnectCallback");
+    m_deviceCallbacks.RegisterCallback(device, callback);
 }
 
 Interface* System::InterfaceOf(uint64_t macAddress, uint32_t ipAddress, const char* notFound) {

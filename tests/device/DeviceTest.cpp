@@ -157,7 +157,9 @@ TEST_F(DeviceTest, StartAndStopLeaveNoBufferAnnounced) {
     colour->StopStream();
     EXPECT_EQ(Announced(colour, 0), 0);
     EXPECT_EQ(GetNodeValue<int64_t>(colour->GetNodeMap(), "TLParamsLocked"), 0);
-    EXPECT_NE(TextOf([&] { colour->StopStream(); }).find("GC_ERR_RESOURCE_IN_USE"), std::string::npos)
+    EXPECT_EQ(TextOf([&] { colour->StopStream(); }),
+              "LogicalErrorException: Failure stopping stream due to device not having been streaming (Device, "
+              "StopStream)")
         << "a stream that does not run cannot be stopped";
 }
 

@@ -17,6 +17,7 @@
 #include <memory>
 #include <mutex>
 #include <set>
+#include <thread>
 
 #include "transport/Producer.h"
 #include "transport/Routing.h"
@@ -219,6 +220,76 @@ TEST_F(Discovery, TheDisconnectCallbackHearsOfEveryChange) {
     EXPECT_EQ(TextOf([&] { system->RegisterDeviceDisconnectCallback(device, nullptr); }),
               "InvalidArgumentException: Null disconnect callback pointer specified (DeviceCbManager, RegisterCallback)");
     system->DestroyDevice(device);
+}
+
+TEST_F(Discovery, DisconnectRegistrationsEndWithTheirDevice) {
+    // Counts calls; destroys its device from within the callback when told to.
+    struct Watcher : IDisconnectCallback {
+        void OnDeviceDisconnected(IDevice* device) override {
+            if (destroyFrom != nullptr) destroyFrom->DestroyDevice(device);
+            std::lock_guard lock(mutex);
+            ++calls;
+            changed.notify_all();
+        }
+        bool WaitFor(int count) {
+            std::unique_lock lock(mutex);
+            return changed.wait_for(lock, std::chrono::seconds(10), [&] { return calls >= count; });
+        }
+        ISystem* destroyFrom = nullptr;
+        std::mutex mutex;
+        std::condition_variable changed;
+        int calls = 0;
+    } watcher, destroyer;
+    EXPECT_EQ(TextOf([&] { system->RegisterDeviceDisconnectCallback(nullptr, &watcher); }),
+              "InvalidArgumentException: Device is null (System, RegisterDeviceDisconnectCallback)");
+    system->UpdateDevices(100);
+    const DeviceInfo colour = system->GetDevices().front();
+    IDevice* device = system->CreateDevice(colour);
+    system->RegisterDeviceDisconnectCallback(device, &watcher);
+    system->DestroyDevice(device);  // the watcher must no longer ask it anything
+    ASSERT_EQ(VirtualProducerSetConnected("VC2448C-0001", 0), GenTL::GC_ERR_SUCCESS);
+    std::this_thread::sleep_for(std::chrono::milliseconds(1200));  // two passes of the watcher
+    EXPECT_EQ(watcher.calls, 0);
+    EXPECT_EQ(TextOf([&] { system->DeregisterDeviceDisconnectCallback(&watcher); }),
+              "InvalidArgumentException: Callback handle not found (DeviceCbManager, DeregisterCallback)");
+    ASSERT_EQ(VirtualProducerSetConnected("VC2448C-0001", 1), GenTL::GC_ERR_SUCCESS);
+
+    // A callback may destroy the device that went away.
+    destroyer.destroyFrom = system.get();
+    device = system->CreateDevice(colour);
+    system->RegisterDeviceDisconnectCallback(device, &destroyer);
+    ASSERT_EQ(VirtualProducerSetConnected("VC2448C-0001", 0), GenTL::GC_ERR_SUCCESS);
+    ASSERT_TRUE(destroyer.WaitFor(1));
+    ASSERT_EQ(VirtualProducerSetConnected("VC2448C-0001", 1), GenTL::GC_ERR_SUCCESS);
+    std::this_thread::sleep_for(std::chrono::milliseconds(700));
+    EXPECT_EQ(destroyer.calls, 1);
+    device = system->CreateDevice(colour);  // it was closed
+    system->DestroyDevice(device);
+}
+
+TEST_F(Discovery, DevicesStayUsableWhileTheirInterfaceListIsRebuilt) {
+    const std::vector<InterfaceInfo> interfaces = system->GetInterfaces();
+    system->UpdateDevices(100);
+    IDevice* device = nullptr;
+    for (const DeviceInfo& info : system->GetDevices())
+        if (info.SerialNumber() == "VM1280M-0002") device = system->CreateDevice(info);
+    ASSERT_NE(device, nullptr);
+    GenApi::INodeMap* interfaceMap = device->GetTLInterfaceNodeMap();
+    for (int rescan = 0; rescan < 3; ++rescan) {
+        system->UpdateDevices(interfaces[1], 100);  // rebuilds every interface
+        system->UpdateDevices(100);
+        EXPECT_EQ(device->GetTLInterfaceNodeMap(), interfaceMap) << "the device's interface was kept";
+        EXPECT_EQ(GenApi::CIntegerPtr(interfaceMap->GetNode("GevInterfaceSubnetIPAddress"))->GetValue(), 0xC0A81401);
+        device->StartStream(4);
+        device->RequeueBuffer(device->GetImage(2000));
+        device->StopStream();
+    }
+    bool listed = false;
+    for (const DeviceInfo& info : system->GetDevices()) listed = listed || info.SerialNumber() == "VM1280M-0002";
+    EXPECT_TRUE(listed) << "the kept interface is the one the list holds";
+    system->DestroyDevice(device);
+    system->UpdateDevices(interfaces[0], 100);  // without devices, the interface is rebuilt
+    EXPECT_EQ(system->GetInterfaces().size(), 2u);
 }
 
 TEST_F(Discovery, OneInterfaceCanBeScannedAlone) {

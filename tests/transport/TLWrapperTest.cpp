@@ -1,3 +1,4 @@
+#include <Vireo/Port.h>
 #include <Vireo/TLDataStream.h>
 #include <Vireo/TLDevice.h>
 #include <Vireo/TLEvent.h>
@@ -9,6 +10,7 @@
 #include <functional>
 
 #include "support/ProducerRecorder.h"
+#include "support/TextOf.h"
 
 namespace Vireo {
 namespace {
@@ -68,6 +70,15 @@ TEST_F(TLWrappers, PortOperationsOfEveryModule) {
         {[&] { return port.WritePortStacked(entries, &entryCount); }, FormatCall("GCWritePortStacked", Handle(0xDE), entries, &entryCount)},
     });
     EXPECT_EQ(port.GetHandle(), Handle(0xDE));
+}
+
+TEST_F(TLWrappers, APortWithoutAModuleRefusesToReadOrWrite) {
+    Port port;
+    uint8_t bytes[4] = {};
+    EXPECT_EQ(TextOf([&] { port.Read(bytes, 0, 4); }),
+              "LogicalErrorException: Port is not connected to a module (Port, Read)");
+    EXPECT_EQ(TextOf([&] { port.Write(bytes, 0, 4); }),
+              "LogicalErrorException: Port is not connected to a module (Port, Write)");
 }
 
 TEST_F(TLWrappers, SystemOperations) {

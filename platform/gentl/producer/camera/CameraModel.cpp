@@ -51,6 +51,7 @@ CameraModel LinescanCameraModel() {
     model.sensorHeight = 1024;  // lines per frame at most
     model.maxFrameRate = 1000.0;
     model.linescan = true;
+    model.reportsMaxThroughput = false;
     model.pixelFormats = {{"Mono8", 0x01080001}, {"Mono12p", 0x010C0047}};
     return model;
 }

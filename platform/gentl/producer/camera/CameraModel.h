@@ -24,6 +24,7 @@ struct CameraModel {
     bool linescan = false;
     uint32_t dataStreams = 1;
     int64_t linkSpeed = 125000000;  // bytes per second: 1 GigE
+    bool reportsMaxThroughput = true;  // many cameras have no DeviceMaxThroughput
     bool timeOfFlight = false;      // depth output, 3D scan and device-group transform features
     bool colourCalibration = false; // intrinsics and lens distortion for a depth-to-colour overlay
     bool streamRoles = false;       // image, TCP, RDMA, event-based and multipart streams

@@ -68,7 +68,6 @@ std::vector<Feature> RemoteFeatures(const CameraModel& model) {
         StringFeature("DeviceUserID", "DeviceControl", 16, Access::RW),
         EnumerationFeature("DeviceScanType", "DeviceControl", {{"Areascan", 0}, {"Linescan", 1}}, Access::RO),
         IntegerFeature("DeviceLinkSpeed", "DeviceControl", Access::RO, 0, INT64_MAX, 1, "B/s"),
-        IntegerFeature("DeviceMaxThroughput", "DeviceControl", Access::RO, 0, INT64_MAX, 1, "B/s"),
         FloatFeature("DeviceTemperature", "DeviceControl", Access::RO, -40.0, 125.0, "C"),
         IntegerFeature("SensorWidth", "ImageFormatControl", Access::RO, 1, model.sensorWidth),
         IntegerFeature("SensorHeight", "ImageFormatControl", Access::RO, 1, model.sensorHeight),
@@ -125,6 +124,8 @@ std::vector<Feature> RemoteFeatures(const CameraModel& model) {
         feature.selectorCount = count;
         return feature;
     };
+    if (model.reportsMaxThroughput)
+        features.push_back(IntegerFeature("DeviceMaxThroughput", "DeviceControl", Access::RO, 0, INT64_MAX, 1, "B/s"));
     if (model.timeOfFlight) {
         features.push_back(EnumerationFeature("Scan3dCoordinateSelector", "Scan3dControl",
                                               {{"CoordinateA", 0}, {"CoordinateB", 1}, {"CoordinateC", 2}}));
@@ -222,7 +223,7 @@ VirtualCamera::VirtualCamera(CameraModel model, CameraIdentity identity)
     r.SetString("DeviceUserID", m_identity.userDefinedName);
     r.SetInteger("DeviceScanType", m_model.linescan ? 1 : 0);
     r.SetInteger("DeviceLinkSpeed", m_model.linkSpeed);
-    r.SetInteger("DeviceMaxThroughput", m_model.linkSpeed);
+    if (r.Has("DeviceMaxThroughput")) r.SetInteger("DeviceMaxThroughput", m_model.linkSpeed);
     r.SetFloat("DeviceTemperature", 41.5);
     r.SetInteger("SensorWidth", m_model.sensorWidth);
     r.SetInteger("SensorHeight", m_model.sensorHeight);

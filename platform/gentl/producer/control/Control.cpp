@@ -75,7 +75,7 @@ GenTL::GC_ERROR VirtualProducerSetLinkSpeed(const char* serialNumber, uint64_t b
     return Control("VirtualProducerSetLinkSpeed", [&] {
         RegisterSpace& registers = FindCamera(serialNumber)->Registers();
         registers.SetInteger("DeviceLinkSpeed", int64_t(bytesPerSecond));
-        registers.SetInteger("DeviceMaxThroughput", int64_t(bytesPerSecond));
+        if (registers.Has("DeviceMaxThroughput")) registers.SetInteger("DeviceMaxThroughput", int64_t(bytesPerSecond));
     });
 }
 
