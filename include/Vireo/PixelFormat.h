@@ -552,7 +552,9 @@ class IImage;
 class VIREO_API IImplementation {
 public:
     virtual ~IImplementation();
-    // A new 8-bit image holding the samples of pImage scaled by 2^(scale - (bits - 8)).
+    // A new 8-bit image holding the samples of pImage scaled by 2^(scale - (bits - 8)), where
+    // bits is the number of significant bits of a sample (12 for a 12-bit sensor's values in
+    // Mono16 words); 0 takes the format's own. Saturates at 255.
     virtual IImage* SelectBitsAndScale(IImage* pImage, size_t bits, double scale) = 0;
     // A new image of the same format with every sample mapped through the table pLUT.
     virtual IImage* ProcessSoftwareLUT(IImage* pImage, uint8_t* pLUT, size_t lutSize) = 0;

@@ -4,6 +4,7 @@
 
 #include <cstring>
 #include <memory>
+#include <new>
 #include <string>
 #include <algorithm>
 #include <vector>
@@ -38,46 +39,38 @@ enum class Family {
 
 struct Layout {
     Family family;
-    size_t samples;  // in the whole image
+    size_t samples;  // in the whole image, as its geometry has them
+    Primitives::PackedLayout packed;
 };
 
-bool EndsWith(const std::string& text, const char* tail) {
-    const size_t length = std::strlen(tail);
-    return text.size() >= length && text.compare(text.size() - length, length, tail) == 0;
-}
-
-Layout LayoutOf(uint64_t format, size_t width, size_t height, size_t length) {
-    size_t channels = 0, bitsPerChannel = 0;
-    try {
-        channels = GetNumChannels(format);
-        bitsPerChannel = GetBitsPerChannel(format);
-    } catch (const GenICam::GenericException&) {
-        return {Family::None, 0};  // a format without geometry has no rule either
-    }
-    const size_t bitsPerPixel = GetBitsPerPixel(format);
-    const std::string name = GetPixelFormatName(format);
-    // 10- and 12-bit samples either sit in 16-bit words or are packed without padding (10p,
-    // 12p, 10Packed, BGR12p).
-    const bool packed = bitsPerPixel < 16 * channels;
-    const size_t pixelSamples = width * height * channels;
-    switch (bitsPerChannel) {
-    case 8:
+// The rule of a format's samples and how many the image's geometry holds: whatever follows
+// the image in its buffer (a device frame's chunk trailer) is no sample.
+Layout LayoutOf(uint64_t format, size_t width, size_t height) {
+    const SampleLayout layout = StorageLayoutOf(format, width, height);
+    Layout result{Family::None, layout.samples, layout.packed};
+    switch (layout.storage) {
+    case SampleLayout::Storage::Byte:
         // Subsampled layouts (YCbCr 4:2:2, 4:1:1) carry one sample per byte.
-        return {channels == 1 ? Family::OneChannel8 : Family::MultiChannel8, length};
-    case 10:
-        if (channels != 1) return {Family::None, 0};
-        if (!packed) return {Family::Container10, length / 2};
-        return {EndsWith(name, "Packed") ? Family::Packed10 : Family::P10, pixelSamples};
-    case 12:
-        if (channels > 3) return {Family::None, 0};
-        return packed ? Layout{Family::Packed12, pixelSamples} : Layout{Family::Container12, length / 2};
-    case 16:
-        return {Family::Sixteen, length / 2};
-    case 24:
-        return {Family::TwentyFour, length / 3};
-    default:
-        return {Family::None, 0};
+        if (layout.bits == 8) result.family = layout.channels == 1 ? Family::OneChannel8 : Family::MultiChannel8;
+        break;
+    case SampleLayout::Storage::Word:
+        result.family = layout.bits == 10   ? Family::Container10
+                        : layout.bits == 12 ? Family::Container12
+                        : layout.bits == 16 ? Family::Sixteen
+                                            : Family::None;
+        break;
+    case SampleLayout::Storage::Triple:
+        result.family = Family::TwentyFour;
+        break;
+    case SampleLayout::Storage::Packed:
+        result.family = layout.packed == Primitives::PackedLayout::P10        ? Family::P10
+                        : layout.packed == Primitives::PackedLayout::Packed10 ? Family::Packed10
+                                                                              : Family::Packed12;
+        break;
+    case SampleLayout::Storage::None:
+        break;
     }
+    return result;
 }
 
 // value >> shift for the usual shifts; a shift below 0 (a selection above the sample's own
@@ -112,7 +105,7 @@ void SelectWords(uint8_t* __restrict out, const uint8_t* __restrict in, size_t c
     }
 }
 
-void SelectInto(uint8_t* __restrict out, const uint8_t* __restrict in, const Layout& layout, uint64_t format, int n) {
+void SelectInto(uint8_t* __restrict out, const uint8_t* __restrict in, const Layout& layout, int n) {
     const size_t count = layout.samples;
     switch (layout.family) {
     case Family::OneChannel8:
@@ -135,27 +128,29 @@ void SelectInto(uint8_t* __restrict out, const uint8_t* __restrict in, const Lay
         for (size_t index = 0; index < count; ++index)
             out[index] = Select(uint32_t(in[3 * index] | in[3 * index + 1] << 8 | in[3 * index + 2] << 16), 16 - n);
         return;
-    case Family::Packed10:
+    case Family::Packed10: {
         // The low bits of the first sample of a group are read as the whole low nibble of the
-        // middle byte, as the cameras' reference tools do.
-        for (size_t index = 0; index < count; ++index) {
+        // middle byte, as the cameras' reference tools do. An odd sample count leaves the last
+        // group a byte and a half, of which the image holds the first byte only: the missing
+        // bits read as 0, and nothing past the image is touched.
+        const size_t stored = count * 12 / 8;
+        const size_t whole = std::min(count, stored / 3 * 2);
+        for (size_t index = 0; index < whole; ++index) {
             const uint8_t* group = in + index / 2 * 3;
             const uint32_t sample = index % 2 == 0 ? uint32_t(group[0]) << 2 | (group[1] & 0x0F)
                                                    : uint32_t(group[2]) << 2 | (group[1] >> 4 & 0x03);
             out[index] = Select(sample, 2 - n);
         }
+        if (whole < count) out[whole] = Select(uint32_t(in[whole / 2 * 3]) << 2, 2 - n);
         return;
+    }
     case Family::P10:
     case Family::Packed12: {
         // Unpacked to most-significant-bit aligned 16-bit samples first, a row of groups at a time.
         const bool tenBits = layout.family == Family::P10;
-        const Primitives::PackedLayout packedLayout =
-            tenBits ? Primitives::PackedLayout::P10
-                    : (EndsWith(GetPixelFormatName(format), "Packed") ? Primitives::PackedLayout::Packed12
-                                                                      : Primitives::PackedLayout::P12);
         SampleLayout whole;
         whole.storage = SampleLayout::Storage::Packed;
-        whole.packed = packedLayout;
+        whole.packed = layout.packed;
         whole.samples = count;
         uint16_t samples[kSampleBlock];
         for (size_t first = 0; first < count; first += kSampleBlock) {
@@ -176,6 +171,7 @@ void SelectInto(uint8_t* __restrict out, const uint8_t* __restrict in, const Lay
 Layout CheckedLayout(IImage* image, uint64_t pixelFormat, const char* name) {
     CheckInit(name);
     if (image == nullptr) VIREO_THROW_PLAIN(InvalidArgument, "Image is null when selecting bits", kUnit, name);
+    const uint64_t length = CheckSourceSize(image, name);
     size_t targetBits = 0;
     try {
         targetBits = GetBitsPerChannel(pixelFormat);
@@ -184,11 +180,13 @@ Layout CheckedLayout(IImage* image, uint64_t pixelFormat, const char* name) {
     if (targetBits != 8)
         VIREO_THROW_PLAIN(InvalidArgument, "Bit selection only available for 8-bit transformation", kUnit, name);
     const uint64_t source = image->GetPixelFormat();
-    const Layout layout = LayoutOf(source, image->GetWidth(), image->GetHeight(), image->GetSizeFilled());
+    const Layout layout = LayoutOf(source, image->GetWidth(), image->GetHeight());
     if (layout.family == Family::None)
         VIREO_THROW_PLAIN(InvalidArgument,
                           std::string("Bit selection attempted but unavailable on pixel format ") + GetPixelFormatName(source),
                           kUnit, name);
+    if (image->GetSizeFilled() < length)
+        VIREO_THROW_PLAIN(InvalidArgument, "Image holds fewer bytes than its geometry needs", kUnit, name);
     return layout;
 }
 
@@ -199,24 +197,30 @@ size_t SelectBitsLen(IImage* pImage, uint64_t pixelFormat, int bits) {
     return CheckedLayout(pImage, pixelFormat, "SelectBitsLen").samples;
 }
 
-IImage* SelectBits(IImage* pImage, uint64_t pixelFormat, int bits) {
-    const Layout layout = CheckedLayout(pImage, pixelFormat, "SelectBits");
-    std::unique_ptr<uint8_t[]> block(new uint8_t[layout.samples]());
-    SelectInto(block.get(), pImage->GetData(), layout, pImage->GetPixelFormat(), bits);
+IImage* SelectBits(IImage* pImage, uint64_t pixelFormat, int bits) try {
+    constexpr const char* name = "SelectBits";
+    const Layout layout = CheckedLayout(pImage, pixelFormat, name);
+    std::unique_ptr<uint8_t[]> block(NewBlock(layout.samples, true, name));
+    SelectInto(block.get(), pImage->GetData(), layout, bits);
     auto* image = new Image(block.get(), layout.samples, pImage->GetWidth(), pImage->GetHeight(), pixelFormat);
     block.release();
     return image;
+} catch (const std::bad_alloc&) {
+    OutOfMemory("SelectBits");
 }
 
-IImage* SelectBitsShallow(uint8_t* pDst, size_t dstLen, IImage* pImage, uint64_t pixelFormat, int bits) {
+IImage* SelectBitsShallow(uint8_t* pDst, size_t dstLen, IImage* pImage, uint64_t pixelFormat, int bits) try {
     constexpr const char* name = "SelectBitsShallow";
+    CheckInit(name);
     CheckParam(pDst, name);
     const Layout layout = CheckedLayout(pImage, pixelFormat, name);
     CheckLen(dstLen, layout.samples, name);
-    SelectInto(pDst, pImage->GetData(), layout, pImage->GetPixelFormat(), bits);
+    SelectInto(pDst, pImage->GetData(), layout, bits);
     auto* image = new Image(pDst, layout.samples, pImage->GetWidth(), pImage->GetHeight(), pixelFormat);
     image->SetShallow(true);
     return image;
+} catch (const std::bad_alloc&) {
+    OutOfMemory("SelectBitsShallow");
 }
 
 } // namespace Vireo::ImageFactory

@@ -2,9 +2,11 @@
 // images, compressing plain images, and giving them back.
 #include <Vireo/ImageFactory.h>
 
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <new>
 #include <string>
 
 #include <GenTL/GenTLExtensions.h>
@@ -72,7 +74,7 @@ struct FreeBlock {
 
 } // namespace
 
-ICompressedImage* CreateCompressedImage(const uint8_t* pData, size_t dataSize, uint64_t pixelFormat) {
+ICompressedImage* CreateCompressedImage(const uint8_t* pData, size_t dataSize, uint64_t pixelFormat) try {
     constexpr const char* name = "CreateCompressedImage";
     CheckInit(name);
     CheckParam(pData, name);
@@ -81,14 +83,16 @@ ICompressedImage* CreateCompressedImage(const uint8_t* pData, size_t dataSize, u
         VIREO_THROW_PLAIN(InvalidArgument,
                           std::string("Param is not a compressed pixel format (") + GetPixelFormatName(pixelFormat) + ")",
                           kUnit, name);
-    std::unique_ptr<uint8_t[]> block(new uint8_t[dataSize]);
+    std::unique_ptr<uint8_t[]> block(NewBlock(dataSize, false, name));
     std::memcpy(block.get(), pData, dataSize);
     auto* image = new CompressedImage(block.get(), dataSize, pixelFormat);
     block.release();
     return image;
+} catch (const std::bad_alloc&) {
+    OutOfMemory("CreateCompressedImage");
 }
 
-IImage* DecompressImage(ICompressedImage* pCompressedImage) {
+IImage* DecompressImage(ICompressedImage* pCompressedImage) try {
     constexpr const char* name = "DecompressImage";
     CheckInit(name);
     CheckParam(pCompressedImage, name);
@@ -115,14 +119,17 @@ IImage* DecompressImage(ICompressedImage* pCompressedImage) {
         block.release();
         return image;
     } catch (const std::bad_alloc&) {
-        DecodeError("QOI decode error -- create image failed!");
+        VIREO_THROW_PLAIN(BadAlloc, "QOI decode error -- create image failed!", kUnit, kDecoder);
     }
+} catch (const std::bad_alloc&) {
+    OutOfMemory("DecompressImage");
 }
 
-ICompressedImage* CompressImage(IImage* pImage) {
+ICompressedImage* CompressImage(IImage* pImage) try {
     constexpr const char* name = "CompressImage";
     CheckInit(name);
     CheckParam(pImage, name);
+    const uint64_t expected = CheckSourceSize(pImage, name);
     const uint64_t format = pImage->GetPixelFormat();
     const QoiPair* formats = ByPlain(format);
     if (formats == nullptr)
@@ -130,17 +137,21 @@ ICompressedImage* CompressImage(IImage* pImage) {
                           std::string("Compression not available for pixel format ") + GetPixelFormatName(format), kUnit,
                           name);
     const size_t width = pImage->GetWidth(), height = pImage->GetHeight();
+    // The stream's header holds 32-bit sizes.
+    if (width > UINT32_MAX || height > UINT32_MAX) VIREO_THROW_PLAIN(Runtime, "QOI encode error!", kUnit, name);
     const qoi_desc description{uint32_t(width), uint32_t(height), uint8_t(GetNumChannels(format)), 0};
-    if (pImage->GetSizeFilled() < ExpectedLength(width, height, format))
+    if (pImage->GetSizeFilled() < expected)
         VIREO_THROW_PLAIN(InvalidArgument, "Image holds fewer bytes than its geometry needs", kUnit, name);
     int length = 0;
     std::unique_ptr<uint8_t, FreeBlock> stream(static_cast<uint8_t*>(qoi_encode(pImage->GetData(), &description, &length)));
     if (!stream) VIREO_THROW_PLAIN(Runtime, "QOI encode error!", kUnit, name);
-    std::unique_ptr<uint8_t[]> block(new uint8_t[size_t(length)]);
+    std::unique_ptr<uint8_t[]> block(NewBlock(uint64_t(length), false, name));
     std::memcpy(block.get(), stream.get(), size_t(length));
     auto* image = new CompressedImage(block.get(), size_t(length), uint64_t(formats->compressed));
     block.release();
     return image;
+} catch (const std::bad_alloc&) {
+    OutOfMemory("CompressImage");
 }
 
 void DestroyCompressedImage(ICompressedImage* pCompressedImage) {

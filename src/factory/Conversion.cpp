@@ -6,6 +6,7 @@
 #include <cstring>
 #include <memory>
 #include <mutex>
+#include <new>
 #include <string>
 
 #include <Vireo/Image.h>
@@ -86,6 +87,9 @@ void StandardProcess(IImage* source, uint8_t* target, uint64_t to, _EBayerAlgori
         shortcut->second(frame.source, target, frame.width, frame.height);
         return;
     }
+    // The source is refused before the target: the from stage comes first.
+    if (!HasFromStage(from))
+        ConversionFailure("Pixel format conversion from " + std::string(GetPixelFormatName(from)) + " not yet implemented");
     if (IsBayerFormat(to))
         ConversionFailure("To pixel format " + std::string(GetPixelFormatName(to)) + " not available, reverse bayer interpolation not supported");
     if (HoldsSeveralImages(to))
@@ -96,38 +100,48 @@ void StandardProcess(IImage* source, uint8_t* target, uint64_t to, _EBayerAlgori
 } // namespace
 
 size_t ConvertLen(IImage* pImage, uint64_t pixelFormat) {
-    CheckInit("ConvertLen");
-    CheckParam(pImage, "ConvertLen");
-    return size_t(ExpectedLength(pImage->GetWidth(), pImage->GetHeight(), pixelFormat));
+    constexpr const char* name = "ConvertLen";
+    CheckInit(name);
+    CheckParam(pImage, name);
+    CheckSourceSize(pImage, name);
+    return size_t(CheckedLength(pImage->GetWidth(), pImage->GetHeight(), pixelFormat, name));
 }
 
-IImage* Convert(IImage* pImage, uint64_t pixelFormat, _EBayerAlgorithm bayerAlgo) {
-    CheckInit("Convert");
-    CheckParam(pImage, "Convert");
-    const size_t length = size_t(ExpectedLength(pImage->GetWidth(), pImage->GetHeight(), pixelFormat));
+IImage* Convert(IImage* pImage, uint64_t pixelFormat, _EBayerAlgorithm bayerAlgo) try {
+    constexpr const char* name = "Convert";
+    CheckInit(name);
+    CheckParam(pImage, name);
+    CheckSourceSize(pImage, name);
+    const size_t length = size_t(CheckedLength(pImage->GetWidth(), pImage->GetHeight(), pixelFormat, name));
     // Every stage writes every byte of its target, except those that leave bytes as they
     // were: the low byte of Mono16 samples made from 8-bit grey and the pixels of an
     // incomplete 4:1:1 group. Only those targets are cleared first.
-    std::unique_ptr<uint8_t[]> block(new uint8_t[length]);
     const std::string target = GetPixelFormatName(pixelFormat);
-    if (pixelFormat == uint64_t(F::Mono16) || target.find("411") != std::string::npos) std::memset(block.get(), 0, length);
+    const bool clear = pixelFormat == uint64_t(F::Mono16) || target.find("411") != std::string::npos;
+    std::unique_ptr<uint8_t[]> block(NewBlock(length, clear, name));
     StandardProcess(pImage, block.get(), pixelFormat, bayerAlgo);
     auto* image = new Image(block.get(), length, pImage->GetWidth(), pImage->GetHeight(), pixelFormat);
     block.release();
     return image;
+} catch (const std::bad_alloc&) {
+    OutOfMemory("Convert");
 }
 
-IImage* ConvertShallow(uint8_t* pDst, size_t dstLen, IImage* pImage, uint64_t pixelFormat, _EBayerAlgorithm bayerAlgo) {
+IImage* ConvertShallow(uint8_t* pDst, size_t dstLen, IImage* pImage, uint64_t pixelFormat,
+                       _EBayerAlgorithm bayerAlgo) try {
     constexpr const char* name = "ConvertShallow";
     CheckInit(name);
     CheckParam(pDst, name);
     CheckParam(dstLen, name);
     CheckParam(pImage, name);
-    CheckLen(dstLen, ExpectedLength(pImage->GetWidth(), pImage->GetHeight(), pixelFormat), name);
+    CheckSourceSize(pImage, name);
+    CheckLen(dstLen, CheckedLength(pImage->GetWidth(), pImage->GetHeight(), pixelFormat, name), name);
     StandardProcess(pImage, pDst, pixelFormat, bayerAlgo);
     auto* image = new Image(pDst, dstLen, pImage->GetWidth(), pImage->GetHeight(), pixelFormat);
     image->SetShallow(true);
     return image;
+} catch (const std::bad_alloc&) {
+    OutOfMemory("ConvertShallow");
 }
 
 } // namespace ImageFactory

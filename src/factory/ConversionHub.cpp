@@ -266,8 +266,12 @@ bool FromStageWrites(uint64_t format, ColourOrder order) {
 } // namespace
 
 bool HasFromStage(uint64_t format) {
-    return IsBayerFormat(format) || IsMonoFormat(format) || RgbOrderOf(format) != Rgb::None ||
-           YCbCrLayoutOf(format).kind != Subsampling::None;
+    if (IsBayerFormat(format)) {
+        // A mosaic is demosaiced from its samples, one a pixel.
+        const SampleLayout layout = SampleLayoutOf(format, 1, 1);
+        return layout.storage != SampleLayout::Storage::None && layout.channels == 1;
+    }
+    return IsMonoFormat(format) || RgbOrderOf(format) != Rgb::None || YCbCrLayoutOf(format).kind != Subsampling::None;
 }
 
 bool HasToStage(uint64_t format) {
@@ -281,8 +285,6 @@ void RunThroughHub(const ConversionFrame& frame) {
     ScratchLease lease;
     HubJob job{frame, SampleLayoutOf(from, width, height), SampleLayoutOf(to, width, height)};
     if (IsBayerFormat(from)) {
-        if (job.fromLayout.storage == SampleLayout::Storage::None || job.fromLayout.channels != 1)
-            ConversionFailure("Pixel format conversion from " + std::string(GetPixelFormatName(from)) + " not yet implemented");
         // The demosaicing reads neighbouring rows, so deeper mosaics are reduced whole.
         job.mosaic = job.fromLayout.storage == SampleLayout::Storage::Byte
                          ? frame.source

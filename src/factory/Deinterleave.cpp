@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <new>
 #include <string>
 #include <vector>
 
@@ -57,6 +58,7 @@ uint64_t ChannelFormatOf(const std::string& name) {
 Job Plan(IImage* image, const char* name) {
     CheckInit(name);
     CheckParam(image, name);
+    const uint64_t sourceLength = CheckSourceSize(image, name);
     const uint64_t format = image->GetPixelFormat();
     const char* formatName = GetPixelFormatName(format);
     if (FindPixelFormat(format) == nullptr)
@@ -82,7 +84,7 @@ Job Plan(IImage* image, const char* name) {
                               std::to_string(image->GetHeight()) + " (" + kAlgorithm + ")",
                           kUnit, name);
     job.length = size_t(ExpectedLength(job.width, job.height, channelFormat));
-    if (image->GetSizeFilled() < ExpectedLength(image->GetWidth(), image->GetHeight(), format))
+    if (image->GetSizeFilled() < sourceLength)
         VIREO_THROW_PLAIN(OutOfRange, std::string("the image holds fewer bytes than its geometry needs (") + kAlgorithm + ")",
                           kUnit, name);
     return job;
@@ -117,19 +119,27 @@ void Run(const Job& job, const uint8_t* source, uint8_t* destination) {
 
 } // namespace
 
-size_t DeinterleaveChannelsLen(IImage* pImage) { return Plan(pImage, "DeinterleaveChannelsLen").length; }
+size_t DeinterleaveChannelsLen(IImage* pImage) try {
+    return Plan(pImage, "DeinterleaveChannelsLen").length;
+} catch (const std::bad_alloc&) {
+    OutOfMemory("DeinterleaveChannelsLen");
+}
 
-IImage* DeinterleaveChannels(IImage* pImage) {
-    const Job job = Plan(pImage, "DeinterleaveChannels");
-    std::unique_ptr<uint8_t[]> block(new uint8_t[job.length]());
+IImage* DeinterleaveChannels(IImage* pImage) try {
+    constexpr const char* name = "DeinterleaveChannels";
+    const Job job = Plan(pImage, name);
+    std::unique_ptr<uint8_t[]> block(NewBlock(job.length, true, name));
     Run(job, pImage->GetData(), block.get());
     auto* image = new Image(block.get(), job.length, job.width, job.height, job.outputFormat);
     block.release();
     return image;
+} catch (const std::bad_alloc&) {
+    OutOfMemory("DeinterleaveChannels");
 }
 
-IImage* DeinterleaveChannelsShallow(uint8_t* pDst, size_t dstLen, IImage* pImage) {
+IImage* DeinterleaveChannelsShallow(uint8_t* pDst, size_t dstLen, IImage* pImage) try {
     constexpr const char* name = "DeinterleaveChannelsShallow";
+    CheckInit(name);
     CheckParam(pDst, name);
     const Job job = Plan(pImage, name);
     CheckLen(dstLen, job.length, name);
@@ -137,18 +147,22 @@ IImage* DeinterleaveChannelsShallow(uint8_t* pDst, size_t dstLen, IImage* pImage
     auto* image = new Image(pDst, job.length, job.width, job.height, job.outputFormat);
     image->SetShallow(true);
     return image;
+} catch (const std::bad_alloc&) {
+    OutOfMemory("DeinterleaveChannelsShallow");
 }
 
-std::vector<IImage*> SplitChannels(IImage* pImage) {
-    const Job job = Plan(pImage, "SplitChannels");
+std::vector<IImage*> SplitChannels(IImage* pImage) try {
+    constexpr const char* name = "SplitChannels";
+    const Job job = Plan(pImage, name);
     const std::vector<uint32_t> planes = Planes(job, pImage->GetData());
     const size_t planeHeight = job.height / job.planes;
     const SampleLayout plane = SampleLayoutOf(job.outputFormat, job.width, planeHeight);
     const size_t planeLength = size_t(ExpectedLength(job.width, planeHeight, job.outputFormat));
     std::vector<IImage*> images;
+    images.reserve(job.planes);
     try {
         for (size_t index = 0; index < job.planes; ++index) {
-            std::unique_ptr<uint8_t[]> block(new uint8_t[planeLength]());
+            std::unique_ptr<uint8_t[]> block(NewBlock(planeLength, true, name));
             Store(plane, planes.data() + index * plane.samples, block.get());
             images.push_back(new Image(block.get(), planeLength, job.width, planeHeight, job.outputFormat));
             block.release();
@@ -158,6 +172,8 @@ std::vector<IImage*> SplitChannels(IImage* pImage) {
         throw;
     }
     return images;
+} catch (const std::bad_alloc&) {
+    OutOfMemory("SplitChannels");
 }
 
 } // namespace Vireo::ImageFactory

@@ -3,6 +3,7 @@
 
 #include <cstring>
 #include <memory>
+#include <new>
 
 #include <GenTL/GenTLExtensions.h>
 #include <Vireo/CompressedImage.h>
@@ -35,7 +36,7 @@ uint64_t CheckCreation(const uint8_t* data, size_t dataSize, size_t width, size_
     CheckParam(dataSize, name);
     CheckParam(width, name);
     CheckParam(height, name);
-    const uint64_t expected = ExpectedLength(width, height, pixelFormat);
+    const uint64_t expected = CheckedLength(width, height, pixelFormat, name);
     CheckLen(dataSize, expected, name);
     return expected;
 }
@@ -43,38 +44,46 @@ uint64_t CheckCreation(const uint8_t* data, size_t dataSize, size_t width, size_
 } // namespace
 
 uint64_t ExpectedLength(size_t width, size_t height, uint64_t pixelFormat) {
+    // Products that need more than 64 bits are refused by the callers first (CheckedLength).
     return (uint64_t(width) * uint64_t(height) * uint64_t(GetBitsPerPixel(pixelFormat))) >> 3;
 }
 
-IImage* Create(const uint8_t* pData, size_t dataSize, size_t width, size_t height, uint64_t pixelFormat) {
-    const uint64_t expected = CheckCreation(pData, dataSize, width, height, pixelFormat, "Create");
-    std::unique_ptr<uint8_t[]> block(new uint8_t[expected]());
+IImage* Create(const uint8_t* pData, size_t dataSize, size_t width, size_t height, uint64_t pixelFormat) try {
+    constexpr const char* name = "Create";
+    const uint64_t expected = CheckCreation(pData, dataSize, width, height, pixelFormat, name);
+    std::unique_ptr<uint8_t[]> block(NewBlock(expected, true, name));
     std::memcpy(block.get(), pData, expected);
     IImage* image = NewImage(block.get(), dataSize, width, height, pixelFormat, true);
     block.release();
     return image;
+} catch (const std::bad_alloc&) {
+    OutOfMemory("Create");
 }
 
-IImage* CreateEmpty(size_t dataSize, size_t width, size_t height, uint64_t pixelFormat) {
+IImage* CreateEmpty(size_t dataSize, size_t width, size_t height, uint64_t pixelFormat) try {
     constexpr const char* name = "CreateEmpty";
     CheckInit(name);
     CheckParam(dataSize, name);
     CheckParam(width, name);
     CheckParam(height, name);
-    const uint64_t expected = ExpectedLength(width, height, pixelFormat);
+    const uint64_t expected = CheckedLength(width, height, pixelFormat, name);
     CheckLen(dataSize, expected, name);
-    std::unique_ptr<uint8_t[]> block(new uint8_t[expected]());
+    std::unique_ptr<uint8_t[]> block(NewBlock(expected, true, name));
     IImage* image = NewImage(block.get(), expected, width, height, pixelFormat, true);
     block.release();
     return image;
+} catch (const std::bad_alloc&) {
+    OutOfMemory("CreateEmpty");
 }
 
-IImage* Shallow(const uint8_t* pData, size_t dataSize, size_t width, size_t height, uint64_t pixelFormat) {
+IImage* Shallow(const uint8_t* pData, size_t dataSize, size_t width, size_t height, uint64_t pixelFormat) try {
     CheckCreation(pData, dataSize, width, height, pixelFormat, "Shallow");
     return NewImage(const_cast<uint8_t*>(pData), dataSize, width, height, pixelFormat, false);
+} catch (const std::bad_alloc&) {
+    OutOfMemory("Shallow");
 }
 
-IImage* Copy(IImage* pImage) {
+IImage* Copy(IImage* pImage) try {
     constexpr const char* name = "Copy";
     CheckInit(name);
     CheckParam(pImage, name);
@@ -94,9 +103,11 @@ IImage* Copy(IImage* pImage) {
     default:
         VIREO_THROW_PLAIN(InvalidArgument, "Unknown payload type", kUnit, name);
     }
+} catch (const std::bad_alloc&) {
+    OutOfMemory("Copy");
 }
 
-ICompressedImage* CopyCompressedImage(ICompressedImage* pImage) {
+ICompressedImage* CopyCompressedImage(ICompressedImage* pImage) try {
     constexpr const char* name = "CopyCompressedImage";
     CheckInit(name);
     CheckParam(pImage, name);
@@ -112,6 +123,8 @@ ICompressedImage* CopyCompressedImage(ICompressedImage* pImage) {
     default:
         VIREO_THROW_PLAIN(InvalidArgument, "Unknown payload type", kUnit, name);
     }
+} catch (const std::bad_alloc&) {
+    OutOfMemory("CopyCompressedImage");
 }
 
 void Destroy(IImage* pImage) {

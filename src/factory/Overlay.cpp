@@ -5,6 +5,7 @@
 
 #include <cstring>
 #include <memory>
+#include <new>
 #include <string>
 #include <vector>
 
@@ -172,7 +173,7 @@ double ReadSelected(GenApi::INodeMap* map, const char* selector, const std::stri
 
 } // namespace
 
-OverlayInfo* CreateOverlayInfo(IDevice* pChromaDevice, IDevice* pDepthDevice) {
+OverlayInfo* CreateOverlayInfo(IDevice* pChromaDevice, IDevice* pDepthDevice) try {
     constexpr const char* name = "CreateOverlayInfo";
     CheckInit(name);
     if (pChromaDevice == nullptr)
@@ -204,22 +205,30 @@ OverlayInfo* CreateOverlayInfo(IDevice* pChromaDevice, IDevice* pDepthDevice) {
     values.coordinateOffsetB = ReadSelected(depth, "Scan3dCoordinateSelector", "CoordinateB", "Scan3dCoordinateOffset");
     values.coordinateOffsetC = ReadSelected(depth, "Scan3dCoordinateSelector", "CoordinateC", "Scan3dCoordinateOffset");
     return new OverlayInfo(values);
+} catch (const std::bad_alloc&) {
+    OutOfMemory("CreateOverlayInfo");
 }
 
 void DestroyOverlayInfo(OverlayInfo* pInfo) { delete pInfo; }
 
-IImage* Overlay(IImage* pDepthImage, IImage* pRgbImage, OverlayInfo* pInfo) {
+IImage* Overlay(IImage* pDepthImage, IImage* pRgbImage, OverlayInfo* pInfo) try {
     CheckInit(kOverlay);
     if (pDepthImage == nullptr)
         VIREO_THROW_PLAIN(InvalidArgument, "Depth image is null when overlaying image", kUnit, kOverlay);
     if (pRgbImage == nullptr) VIREO_THROW_PLAIN(InvalidArgument, "RGB image is null when overlaying image", kUnit, kOverlay);
     if (pInfo == nullptr) VIREO_THROW_PLAIN(InvalidArgument, "Overlay info is null when overlaying image", kUnit, kOverlay);
+    // Sizes that memory cannot hold are refused before any is computed from them. A depth
+    // image without pixels gives an overlay without pixels.
+    CheckedLength(pDepthImage->GetWidth(), pDepthImage->GetHeight(), pDepthImage->GetPixelFormat(), kOverlay);
+    CheckedLength(pRgbImage->GetWidth(), pRgbImage->GetHeight(), pRgbImage->GetPixelFormat(), kOverlay);
     const ImageFactoryOverlay job(pDepthImage, pRgbImage, pInfo->GetValues());
-    std::unique_ptr<uint8_t[]> block(new uint8_t[job.Len()]());
+    std::unique_ptr<uint8_t[]> block(NewBlock(job.Len(), true, kOverlay));
     job.Run(block.get());
     auto* image = new Image(block.get(), job.Len(), job.Width(), job.Height(), job.PixelFormat());
     block.release();
     return image;
+} catch (const std::bad_alloc&) {
+    OutOfMemory(kOverlay);
 }
 
 } // namespace Vireo::ImageFactory

@@ -10,9 +10,32 @@ namespace {
 
 bool Contains(const std::string& text, const char* part) { return text.find(part) != std::string::npos; }
 
+// Whether 10- or 12-bit samples sit one to a 16-bit word rather than packed without padding.
+// The bits of a pixel say so: a word for each channel (Mono12, RGB12, PolarizedDolpAolp_Mono12),
+// or a single word where a pixel of the width is one sample of an interleaved multi-image
+// format (DualMono10, QuadBayerRG12: 16 bits a pixel, the width counting every channel).
+// Packed pixels hold 10 or 12 bits a sample (Mono10p, BGR12p, QuadMono10p; 12 for 10Packed),
+// which is no whole number of words, except where the channels' packed samples happen to
+// fill whole words (PolarizedAngles_0d_45d_90d_135d_Mono12p, RGBa12p: four 12-bit samples in
+// 48 bits); subsampled YCbCr (YCbCr422_10: two words a pixel for three channels) is in words.
+bool InWords(size_t bitsPerPixel, size_t channels, size_t bitsPerChannel) {
+    if (bitsPerPixel % 16 != 0) return false;
+    const size_t words = bitsPerPixel / 16;
+    if (words == 1 || words == channels) return true;
+    return bitsPerPixel != channels * bitsPerChannel;
+}
+
 } // namespace
 
 SampleLayout SampleLayoutOf(uint64_t pixelFormat, size_t width, size_t height) {
+    const std::string name = GetPixelFormatName(pixelFormat);
+    // Compressed streams, floating-point values and event lists are no samples to map.
+    if (name.rfind("QOI_", 0) == 0 || Contains(name, "32f") || Contains(name, "128f") || Contains(name, "Coord3D"))
+        return SampleLayout{};
+    return StorageLayoutOf(pixelFormat, width, height);
+}
+
+SampleLayout StorageLayoutOf(uint64_t pixelFormat, size_t width, size_t height) {
     SampleLayout layout;
     size_t channels = 0, bitsPerChannel = 0;
     try {
@@ -22,9 +45,6 @@ SampleLayout SampleLayoutOf(uint64_t pixelFormat, size_t width, size_t height) {
         return layout;
     }
     const std::string name = GetPixelFormatName(pixelFormat);
-    // Compressed streams, floating-point values and event lists are no samples to map.
-    if (name.rfind("QOI_", 0) == 0 || Contains(name, "32f") || Contains(name, "128f") || Contains(name, "Coord3D"))
-        return layout;
     const size_t bitsPerPixel = GetBitsPerPixel(pixelFormat);
     const size_t pixels = width * height;
     layout.bits = unsigned(bitsPerChannel);
@@ -35,8 +55,7 @@ SampleLayout SampleLayoutOf(uint64_t pixelFormat, size_t width, size_t height) {
         layout.pattern = Contains(name, "CbYYCrYY") || Contains(name, "UYYVYY") ? "100200" : "001002";
     else if (Contains(name, "422"))
         layout.pattern = Contains(name, "CbYCrY") || Contains(name, "UYVY") ? "1020" : "0102";
-    // 10- and 12-bit samples either sit in 16-bit words or are packed without padding.
-    const bool packed = (bitsPerChannel == 10 || bitsPerChannel == 12) && bitsPerPixel < 16 * channels;
+    const bool packed = (bitsPerChannel == 10 || bitsPerChannel == 12) && !InWords(bitsPerPixel, channels, bitsPerChannel);
     size_t storageBits = 0;
     if (packed) {
         layout.storage = SampleLayout::Storage::Packed;

@@ -26,6 +26,8 @@ struct SampleLayout {
 // The layout of an image of this format and geometry; storage None for a format that has no
 // sample layout here (floating point, 3D coordinates and the like).
 SampleLayout SampleLayoutOf(uint64_t pixelFormat, size_t width, size_t height);
+// The same for any format of integer samples, whatever they mean (3D coordinates included).
+SampleLayout StorageLayoutOf(uint64_t pixelFormat, size_t width, size_t height);
 
 // The channel of sample `index`.
 inline size_t ChannelOf(const SampleLayout& layout, size_t index) {

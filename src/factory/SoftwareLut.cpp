@@ -5,12 +5,14 @@
 #include <algorithm>
 #include <cmath>
 #include <memory>
+#include <new>
 #include <string>
 
 #include <Vireo/Image.h>
 #include <Vireo/PixelFormat.h>
 
 #include "../transport/Errors.h"
+#include "BitScaling.h"
 #include "FactoryChecks.h"
 #include "NoImplementation.h"
 #include "SampleBlocks.h"
@@ -90,8 +92,8 @@ const LutRule* RuleOf(const SampleLayout& layout, uint64_t pixelFormat) {
 }
 
 // A new owning image with the source's geometry and format, and room for its samples.
-Image* PrepareImage(IImage* source, uint64_t pixelFormat, size_t length) {
-    std::unique_ptr<uint8_t[]> block(new uint8_t[length]());
+Image* PrepareImage(IImage* source, uint64_t pixelFormat, size_t length, const char* name) {
+    std::unique_ptr<uint8_t[]> block(NewBlock(length, true, name));
     auto* image = new Image(block.get(), length, source->GetWidth(), source->GetHeight(), pixelFormat);
     block.release();
     return image;
@@ -99,11 +101,12 @@ Image* PrepareImage(IImage* source, uint64_t pixelFormat, size_t length) {
 
 } // namespace
 
-IImage* ProcessSoftwareLUT(IImage* pImage, uint8_t* pLUT, size_t lutLength) {
+IImage* ProcessSoftwareLUT(IImage* pImage, uint8_t* pLUT, size_t lutLength) try {
     constexpr const char* name = "ProcessSoftwareLUT";
     CheckInit(name);
     if (pImage == nullptr) VIREO_THROW_PLAIN(InvalidArgument, "Image is null when processing software LUT", kUnit, name);
     CheckParam(pLUT, name);
+    const size_t length = size_t(CheckSourceSize(pImage, name));
     const uint64_t format = pImage->GetPixelFormat();
     const SampleLayout layout = SampleLayoutOf(format, pImage->GetWidth(), pImage->GetHeight());
     const LutRule* rule = layout.storage == SampleLayout::Storage::None ? nullptr : RuleOf(layout, format);
@@ -111,11 +114,10 @@ IImage* ProcessSoftwareLUT(IImage* pImage, uint8_t* pLUT, size_t lutLength) {
     const bool perChannel = rule->perChannel != 0 && lutLength == rule->perChannel;
     if (lutLength != rule->shared && !perChannel)
         VIREO_THROW_PLAIN(InvalidArgument, rule->message + std::to_string(lutLength) + ")", kUnit, name);
-    const size_t length = size_t(ExpectedLength(pImage->GetWidth(), pImage->GetHeight(), format));
     if (pImage->GetSizeFilled() < length)
         VIREO_THROW_PLAIN(InvalidArgument, "Image holds fewer bytes than its geometry needs", kUnit, name);
 
-    Image* output = PrepareImage(pImage, format, length);
+    Image* output = PrepareImage(pImage, format, length, name);
     const size_t tableBytes = rule->shared;
     const uint8_t* input = pImage->GetData();
     uint8_t* result = const_cast<uint8_t*>(output->GetData());
@@ -148,20 +150,30 @@ IImage* ProcessSoftwareLUT(IImage* pImage, uint8_t* pLUT, size_t lutLength) {
         StoreSamples(layout, result, first, count, values);
     }
     return output;
+} catch (const std::bad_alloc&) {
+    OutOfMemory("ProcessSoftwareLUT");
 }
 
 IImage* SelectBitsAndScale(IImage* pImage, uint64_t pixelFormat, double scale) {
+    return SelectBitsAndScaleAt(pImage, pixelFormat, 0, scale);
+}
+
+IImage* SelectBitsAndScaleAt(IImage* pImage, uint64_t pixelFormat, size_t bits, double scale) try {
     constexpr const char* name = "SelectBitsAndScale";
     CheckInit(name);
     if (pImage == nullptr) VIREO_THROW_PLAIN(InvalidArgument, "Image is null when selecting bits", kUnit, name);
+    const uint64_t length = CheckSourceSize(pImage, name);
     const uint64_t format = pImage->GetPixelFormat();
     const SampleLayout layout = SampleLayoutOf(format, pImage->GetWidth(), pImage->GetHeight());
-    if (layout.storage == SampleLayout::Storage::None) SelectBitsAndScale_NoImpl(pImage, 0, scale, format);
-    if (pImage->GetSizeFilled() < ExpectedLength(pImage->GetWidth(), pImage->GetHeight(), format))
+    if (layout.storage == SampleLayout::Storage::None) SelectBitsAndScale_NoImpl(pImage, bits, scale, format);
+    if (bits > 32)
+        VIREO_THROW_PLAIN(InvalidArgument, "Bits per sample must be at most 32, not " + std::to_string(bits), kUnit, name);
+    if (bits == 0) bits = layout.bits;
+    if (pImage->GetSizeFilled() < length)
         VIREO_THROW_PLAIN(InvalidArgument, "Image holds fewer bytes than its geometry needs", kUnit, name);
-    // A gain of 2^scale over the top 8 bits of the sample.
-    const double factor = std::exp2(scale - (double(layout.bits) - 8.0));
-    Image* output = PrepareImage(pImage, pixelFormat, layout.samples);
+    // A gain of 2^scale over the top 8 of the sample's significant bits.
+    const double factor = std::exp2(scale - (double(bits) - 8.0));
+    Image* output = PrepareImage(pImage, pixelFormat, layout.samples, name);
     uint8_t* result = const_cast<uint8_t*>(output->GetData());
     uint32_t values[kSampleBlock];
     for (size_t first = 0; first < layout.samples; first += kSampleBlock) {
@@ -173,6 +185,8 @@ IImage* SelectBitsAndScale(IImage* pImage, uint64_t pixelFormat, double scale) {
         }
     }
     return output;
+} catch (const std::bad_alloc&) {
+    OutOfMemory("SelectBitsAndScale");
 }
 
 } // namespace Vireo::ImageFactory

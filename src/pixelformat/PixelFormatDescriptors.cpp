@@ -8,6 +8,7 @@
 #include <Vireo/ImageFactory.h>
 #include <Vireo/PixelFormat.h>
 
+#include "../factory/BitScaling.h"
 #include "../factory/NoImplementation.h"
 
 namespace Vireo {
@@ -32,7 +33,7 @@ IImage* ScaleForFormat(IImage* pImage, size_t bits, double scale, uint64_t forma
     }
     if (channels != 1 || (pImage != nullptr && pImage->GetPixelFormat() != format))
         SelectBitsAndScale_NoImpl(pImage, bits, scale, format);
-    return ImageFactory::SelectBitsAndScale(pImage, uint64_t(PfncFormat::Mono8), scale);
+    return ImageFactory::SelectBitsAndScaleAt(pImage, uint64_t(PfncFormat::Mono8), bits, scale);
 }
 
 // Every format forwards to the factory's routines for its sample layout, which report the

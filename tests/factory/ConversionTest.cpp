@@ -192,6 +192,11 @@ TEST_F(Conversion, WhatCannotBeConvertedIsNamed) {
               "RuntimeException: Pixel format conversion from Coord3D_ABC32f not yet implemented (ImageFactory, Convert)");
     EXPECT_EQ(TextOf([&] { Converted(bayer, 4, F::Mono8, F::YCbCr601_422_8); }),
               "RuntimeException: Pixel format conversion to YCbCr601_422_8 not yet implemented (ImageFactory, Convert)");
+    // With neither side possible the source is named: the from stage comes first.
+    for (F target : {F::BayerRG8, F::DualMono8, F::YCbCr601_422_8})
+        EXPECT_EQ(TextOf([&] { Converted(std::vector<uint8_t>(8), 4, F::Coord3D_C16, target); }),
+                  "RuntimeException: Pixel format conversion from Coord3D_C16 not yet implemented (ImageFactory, Convert)")
+            << GetPixelFormatName(target);
 
     const std::vector<uint8_t> grey = {1, 2, 3, 4};
     IImage* image = ImageFactory::Create(grey.data(), grey.size(), 4, 1, uint64_t(F::Mono8));

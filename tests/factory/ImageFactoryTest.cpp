@@ -7,14 +7,28 @@
 
 #include <gtest/gtest.h>
 
+#include <GenICam.h>
 #include <GenTL/VirtualProducerControl.h>
+
+#include <sys/mman.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cstring>
+#include <functional>
 #include <numeric>
+#include <string>
 #include <vector>
 
 #include "support/TextOf.h"
+
+// Allocations that cannot succeed must reach the factory as failures, not stop the sanitizers.
+#if defined(__SANITIZE_ADDRESS__)
+extern "C" const char* __asan_default_options() { return "allocator_may_return_null=1"; }
+#endif
+#if defined(__SANITIZE_THREAD__)
+extern "C" const char* __tsan_default_options() { return "allocator_may_return_null=1"; }
+#endif
 
 namespace Vireo {
 namespace {
@@ -204,6 +218,176 @@ TEST_F(BitSelection, TheShallowFormWritesIntoTheCallersBufferAndBadRequestsAreNa
                   .find("Bit selection attempted but unavailable on pixel format Coord3D_ABC32f"),
               std::string::npos);
     ImageFactory::Destroy(planar);
+}
+
+TEST_F(BitSelection, SamplesAreCountedFromTheGeometryNotFromTheBytesAfterTheImage) {
+    // A device frame's buffer holds the chunk trailer after the image: those bytes are no pixels.
+    for (PfncFormat format : {PfncFormat::Mono8, PfncFormat::Mono16, PfncFormat::Mono12p, PfncFormat::BGR8}) {
+        const size_t imageBytes = ImageFactory::ExpectedLength(64, 48, uint64_t(format));
+        std::vector<uint8_t> buffer(imageBytes + 40, 0xA5);
+        Image frame(buffer.data(), buffer.size(), 64, 48, uint64_t(format));
+        const size_t samples = 64 * 48 * GetNumChannels(uint64_t(format));
+        const uint64_t target = format == PfncFormat::BGR8 ? uint64_t(PfncFormat::BGR8) : uint64_t(PfncFormat::Mono8);
+        EXPECT_EQ(ImageFactory::SelectBitsLen(&frame, target, 0), samples) << GetPixelFormatName(format);
+        IImage* selected = ImageFactory::SelectBits(&frame, target, 0);
+        EXPECT_EQ(selected->GetSizeFilled(), samples);
+        EXPECT_EQ(selected->GetWidth(), 64u);
+        EXPECT_EQ(selected->GetHeight(), 48u);
+        ImageFactory::Destroy(selected);
+        IImage* scaled = ImageFactory::SelectBitsAndScale(&frame, target, 0);
+        EXPECT_EQ(scaled->GetSizeFilled(), samples);
+        ImageFactory::Destroy(scaled);
+    }
+    // Fewer bytes than the geometry needs are refused rather than read past.
+    std::vector<uint8_t> shortBuffer(10);
+    Image cut(shortBuffer.data(), shortBuffer.size(), 4, 3, kMono8);
+    EXPECT_EQ(TextOf([&] { ImageFactory::SelectBits(&cut, kMono8, 0); }),
+              "InvalidArgumentException: Image holds fewer bytes than its geometry needs (ImageFactory, SelectBits)");
+}
+
+// Two pages, the second inaccessible: an image placed to end at the first page's end faults
+// on any read past its last byte.
+class GuardedBytes {
+public:
+    GuardedBytes() : m_page(size_t(::sysconf(_SC_PAGESIZE))) {
+        void* memory = ::mmap(nullptr, 2 * m_page, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+        if (memory == MAP_FAILED) throw std::runtime_error("mmap failed");
+        m_memory = static_cast<uint8_t*>(memory);
+        ::mprotect(m_memory + m_page, m_page, PROT_NONE);
+    }
+    GuardedBytes(const GuardedBytes&) = delete;
+    GuardedBytes& operator=(const GuardedBytes&) = delete;
+    ~GuardedBytes() { ::munmap(m_memory, 2 * m_page); }
+    // `length` bytes that end where the accessible memory ends.
+    uint8_t* Last(size_t length) { return m_memory + m_page - length; }
+
+private:
+    size_t m_page;
+    uint8_t* m_memory = nullptr;
+};
+
+TEST_F(BitSelection, PackedImagesOfAnyPixelCountAreReadUpToTheirLastByteOnly) {
+    GuardedBytes guarded;
+    const PfncFormat formats[] = {PfncFormat::Mono10Packed, PfncFormat::BayerRG10Packed, PfncFormat::Mono12Packed,
+                                  PfncFormat::BayerGB12Packed, PfncFormat::Mono10p, PfncFormat::BayerBG10p,
+                                  PfncFormat::Mono12p, PfncFormat::BayerGR12p};
+    for (PfncFormat format : formats) {
+        for (size_t pixels : {1, 2, 3, 5, 7, 9}) {
+            SCOPED_TRACE(std::string(GetPixelFormatName(format)) + " x " + std::to_string(pixels));
+            const size_t length = ImageFactory::ExpectedLength(pixels, 1, uint64_t(format));
+            uint8_t* bytes = guarded.Last(length);
+            std::memset(bytes, 0xC3, length);
+            IImage* image = ImageFactory::Shallow(bytes, length, pixels, 1, uint64_t(format));
+            IImage* selected = ImageFactory::SelectBits(image, kMono8, 0);
+            // The first sample's top byte is the first byte in the 10Packed and 12Packed layouts.
+            if (format == PfncFormat::Mono10Packed || format == PfncFormat::Mono12Packed) {
+                EXPECT_EQ(selected->GetData()[0], 0xC3);
+            }
+            EXPECT_EQ(selected->GetSizeFilled(), pixels);
+            ImageFactory::Destroy(selected);
+            ImageFactory::Destroy(ImageFactory::SelectBitsAndScale(image, kMono8, 0));
+            ImageFactory::Destroy(ImageFactory::Convert(image, kMono8));
+            const bool tenBits = GetBitsPerChannel(uint64_t(format)) == 10;
+            std::vector<uint8_t> table(tenBits ? 2048 : 8192);
+            ImageFactory::Destroy(ImageFactory::ProcessSoftwareLUT(image, table.data(), table.size()));
+            ImageFactory::Destroy(image);
+        }
+    }
+    // A lone 10Packed sample keeps the bits its one byte holds.
+    uint8_t* lone = guarded.Last(1);
+    *lone = 0xAB;
+    IImage* image = ImageFactory::Shallow(lone, 1, 1, 1, uint64_t(PfncFormat::Mono10Packed));
+    IImage* selected = ImageFactory::SelectBits(image, kMono8, 2);
+    EXPECT_EQ(selected->GetData()[0], uint8_t(0xAB << 2));
+    ImageFactory::Destroy(selected);
+    ImageFactory::Destroy(image);
+}
+
+using FactoryLimits = Factory;
+
+TEST_F(FactoryLimits, ImagesWithoutPixelsAreRefusedByEveryOperation) {
+    uint8_t byte = 0, destination[16] = {};
+    uint8_t table[256] = {};
+    Image noWidth(&byte, 0, 0, 3, kMono8), noHeight(&byte, 0, 4, 0, kMono8);
+    Image dual(&byte, 0, 0, 3, uint64_t(PfncFormat::DualMono8));
+    const auto refusal = [](const char* operation, const char* size) {
+        return std::string("InvalidArgumentException: Image has no pixels (") + size + ") (" + operation +
+               " (ImageFactory, " + operation + ")";
+    };
+    for (Image* image : {&noWidth, &noHeight}) {
+        const char* size = image == &noWidth ? "width 0, height 3" : "width 4, height 0";
+        EXPECT_EQ(TextOf([&] { ImageFactory::Convert(image, kRGB8); }), refusal("Convert", size));
+        EXPECT_EQ(TextOf([&] { ImageFactory::ConvertLen(image, kRGB8); }), refusal("ConvertLen", size));
+        EXPECT_EQ(TextOf([&] { ImageFactory::ConvertShallow(destination, 16, image, kRGB8); }),
+                  refusal("ConvertShallow", size));
+        EXPECT_EQ(TextOf([&] { ImageFactory::SelectBits(image, kMono8, 0); }), refusal("SelectBits", size));
+        EXPECT_EQ(TextOf([&] { ImageFactory::SelectBitsLen(image, kMono8, 0); }), refusal("SelectBitsLen", size));
+        EXPECT_EQ(TextOf([&] { ImageFactory::SelectBitsShallow(destination, 16, image, kMono8, 0); }),
+                  refusal("SelectBitsShallow", size));
+        EXPECT_EQ(TextOf([&] { ImageFactory::SelectBitsAndScale(image, kMono8, 0); }), refusal("SelectBitsAndScale", size));
+        EXPECT_EQ(TextOf([&] { ImageFactory::ProcessSoftwareLUT(image, table, 256); }),
+                  refusal("ProcessSoftwareLUT", size));
+        EXPECT_EQ(TextOf([&] { ImageFactory::CompressImage(image); }), refusal("CompressImage", size));
+    }
+    const char* size = "width 0, height 3";
+    EXPECT_EQ(TextOf([&] { ImageFactory::DeinterleaveChannels(&dual); }), refusal("DeinterleaveChannels", size));
+    EXPECT_EQ(TextOf([&] { ImageFactory::DeinterleaveChannelsLen(&dual); }), refusal("DeinterleaveChannelsLen", size));
+    EXPECT_EQ(TextOf([&] { ImageFactory::DeinterleaveChannelsShallow(destination, 16, &dual); }),
+              refusal("DeinterleaveChannelsShallow", size));
+    EXPECT_EQ(TextOf([&] { ImageFactory::SplitChannels(&dual); }), refusal("SplitChannels", size));
+}
+
+TEST_F(FactoryLimits, AllocationFailuresAndSizeOverflowsAreGenICamErrors) {
+    // 2^56 pixels of 8 bytes: more than any address space holds.
+    const size_t side = size_t(1) << 28, bytes = size_t(1) << 59;
+    try {
+        ImageFactory::CreateEmpty(bytes, side, side, uint64_t(PfncFormat::BGRa16));
+        FAIL() << "an impossible allocation succeeded";
+    } catch (const GenICam::BadAllocException& error) {
+        EXPECT_STREQ(error.what(), "BadAllocException: Cannot allocate 576460752303423488 bytes for the image "
+                                   "(CreateEmpty (ImageFactory, CreateEmpty)");
+    }
+    // Geometry whose byte count wraps around 64 bits to 8 is not an 8-byte image.
+    std::vector<uint8_t> pixels(8);
+    const size_t wide = (size_t(1) << 61) + 1;
+    EXPECT_EQ(TextOf([&] { ImageFactory::Create(pixels.data(), 8, wide, 8, kMono8); }),
+              "OutOfRangeException: Image of 2305843009213693953 x 8 pixels is larger than memory can hold (Create "
+              "(ImageFactory, Create)");
+    EXPECT_THROW(ImageFactory::CreateEmpty(8, wide, 8, kMono8), GenICam::OutOfRangeException);
+    EXPECT_THROW(ImageFactory::Shallow(pixels.data(), 8, wide, 8, kMono8), GenICam::OutOfRangeException);
+    // The same for images the factory did not make, and for targets deeper than the source.
+    Image huge(pixels.data(), pixels.size(), size_t(1) << 40, size_t(1) << 40, kMono8);
+    EXPECT_THROW(ImageFactory::Convert(&huge, kRGB8), GenICam::OutOfRangeException);
+    EXPECT_THROW(ImageFactory::SelectBits(&huge, kMono8, 0), GenICam::OutOfRangeException);
+}
+
+TEST_F(FactoryLimits, EveryOperationChecksThatTheFactoryIsOpenFirst) {
+    CloseImageFactory();
+    const std::vector<std::pair<const char*, std::function<void()>>> operations = {
+        {"SelectBitsShallow", [] { ImageFactory::SelectBitsShallow(nullptr, 0, nullptr, kMono8, 0); }},
+        {"DeinterleaveChannelsShallow", [] { ImageFactory::DeinterleaveChannelsShallow(nullptr, 0, nullptr); }},
+        {"ConvertShallow", [] { ImageFactory::ConvertShallow(nullptr, 0, nullptr, kMono8); }},
+        {"SelectBits", [] { ImageFactory::SelectBits(nullptr, kMono8, 0); }},
+        {"SelectBitsLen", [] { ImageFactory::SelectBitsLen(nullptr, kMono8, 0); }},
+        {"SelectBitsAndScale", [] { ImageFactory::SelectBitsAndScale(nullptr, kMono8, 0); }},
+        {"DeinterleaveChannels", [] { ImageFactory::DeinterleaveChannels(nullptr); }},
+        {"DeinterleaveChannelsLen", [] { ImageFactory::DeinterleaveChannelsLen(nullptr); }},
+        {"SplitChannels", [] { ImageFactory::SplitChannels(nullptr); }},
+        {"Convert", [] { ImageFactory::Convert(nullptr, kMono8); }},
+        {"ConvertLen", [] { ImageFactory::ConvertLen(nullptr, kMono8); }},
+        {"ProcessSoftwareLUT", [] { ImageFactory::ProcessSoftwareLUT(nullptr, nullptr, 0); }},
+        {"Create", [] { ImageFactory::Create(nullptr, 0, 0, 0, kMono8); }},
+        {"Shallow", [] { ImageFactory::Shallow(nullptr, 0, 0, 0, kMono8); }},
+        {"Copy", [] { ImageFactory::Copy(nullptr); }},
+        {"CreateCompressedImage", [] { ImageFactory::CreateCompressedImage(nullptr, 0, kMono8); }},
+        {"DecompressImage", [] { ImageFactory::DecompressImage(nullptr); }},
+        {"CompressImage", [] { ImageFactory::CompressImage(nullptr); }},
+    };
+    for (const auto& [name, call] : operations)
+        EXPECT_EQ(TextOf(call), std::string("RuntimeException: Vireo SDK never initialized, open system "
+                                            "(Vireo::OpenSystem) to initialize (") +
+                                    name + " (ImageFactory, " + name + ")");
+    OpenImageFactory();
 }
 
 } // namespace

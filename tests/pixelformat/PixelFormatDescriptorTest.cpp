@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <memory>
 #include <set>
 #include <vector>
@@ -118,6 +119,29 @@ TEST(PixelFormatDescriptor, ProcessingForwardsToTheFactoryForImagesOfItsFormat) 
         EXPECT_STREQ(error.what(), "LogicalErrorException: Select bits and scale attempted but unavailable on pixel "
                                    "format RGB8 (ImageFactory, SelectBitsAndScale)");
     }
+    ImageFactory::Destroy(image);
+    CloseImageFactory();
+}
+
+TEST(PixelFormatDescriptor, ScalingTakesTheSamplesAsDeepAsTheCallerSays) {
+    OpenImageFactory();
+    // A 12-bit sensor's values in Mono16 words.
+    const uint8_t words[4] = {0xBC, 0x0A, 0x01, 0x00};  // 0xABC, 0x001
+    IImage* image = ImageFactory::Create(words, 4, 2, 1, uint64_t(Mono16));
+    Descriptor descriptor(GetPixelFormat(Mono16));
+    const auto firstByte = [&](size_t bits, double scale) {
+        IImage* scaled = descriptor->SelectBitsAndScale(image, bits, scale);
+        const uint8_t value = scaled->GetData()[0];
+        ImageFactory::Destroy(scaled);
+        return value;
+    };
+    EXPECT_EQ(firstByte(12, 0.0), 0xAB) << "the top 8 of 12 bits";
+    EXPECT_EQ(firstByte(16, 0.0), 0x0A) << "the top 8 of 16 bits";
+    EXPECT_EQ(firstByte(0, 0.0), 0x0A) << "0: the format's own depth";
+    EXPECT_EQ(firstByte(12, 1.0), 255) << "0xABC / 8 saturates";
+    EXPECT_EQ(firstByte(10, 0.0), 255) << "0xABC / 4 saturates";
+    EXPECT_EQ(firstByte(13, 0.5), uint8_t(0xABC * std::exp2(0.5 - 5)));
+    EXPECT_THROW(descriptor->SelectBitsAndScale(image, 33, 0.0), GenICam::InvalidArgumentException);
     ImageFactory::Destroy(image);
     CloseImageFactory();
 }
