@@ -16,7 +16,8 @@ public:
     ~CompressedImageExtendedChunk() override;
 
     VIREO_FORWARD_BUFFER_OPERATIONS(Buffer)
-    // Compares the ChunkCRC chunk with the CRC-32 of the GetSizeFilled() bytes of the buffer.
+    // Compares the ChunkCRC chunk with the CRC-32 of the compressed stream, the buffer's first
+    // chunk, whose length the chunk trailers give (false when they do not tile the buffer).
     // Throws GenICam::LogicalErrorException for an incomplete buffer or an unreadable ChunkCRC.
     bool VerifyCRC() override;
 

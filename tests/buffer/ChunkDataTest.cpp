@@ -3,9 +3,13 @@
 #include <Vireo/ChunkData.h>
 #include <Vireo/CompressedImageExtendedChunk.h>
 #include <Vireo/ImageExtendedChunk.h>
+#include <Vireo/Library.h>
+#include <Vireo/NodeAccess.h>
 #include <Vireo/PixelFormat.h>
+#include <Vireo/System.h>
 
 #include <GenApi/GenApi.h>
+#include <GenTL/VirtualProducerControl.h>
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -249,6 +253,61 @@ TEST_F(ChunkBuffers, AFailedCopyStrandsNothing) {
     EXPECT_THROW(ImageExtendedChunk copy(&source, map), GenICam::RuntimeException);
     EXPECT_THROW(CompressedImageExtendedChunk copy(&compressedSource, map), GenICam::RuntimeException);
     dynamic_cast<GenApi::IDestroy*>(map)->Destroy();
+}
+
+TEST_F(ChunkBuffers, ACompressedStreamIsCheckedOverTheLengthOfItsChunk) {
+    // A 13-byte stream with its CRC and a frame counter behind it.
+    const std::vector<uint8_t> compressedStream = {'q', 'o', 'i', 'f', 0, 0, 0, 5, 0, 0, 0, 3, 1};
+    Deliver(Frame(compressedStream, compressedStream.size()), QOI_Mono8, 0, 0);
+    stream.SetUInt64(GenTL::BUFFER_INFO_PAYLOADTYPE, GenTL::PAYLOAD_TYPE_COMPRESSED_IMAGE_EXTENDED_CHUNK);
+    CompressedImageExtendedChunk frame(&stream, kBuffer, ChunkMap());
+    EXPECT_TRUE(frame.VerifyCRC()) << "the trailers and the CRC chunk are not part of the checked bytes";
+    bytes[12] ^= 0x10;  // the stream's last byte
+    EXPECT_FALSE(frame.VerifyCRC());
+    bytes[12] ^= 0x10;
+    bytes[bytes.size() - 9] ^= 1;  // the frame counter, after the stream
+    EXPECT_TRUE(frame.VerifyCRC());
+
+    // A CRC over fewer bytes than the stream's chunk does not match.
+    Deliver(Frame(compressedStream, 12), QOI_Mono8, 0, 0);
+    EXPECT_FALSE(CompressedImageExtendedChunk(&stream, kBuffer, ChunkMap()).VerifyCRC());
+}
+
+// Compressed frames with chunks from a virtual camera: each matches its CRC chunk until a frame
+// is changed after its CRC was computed.
+TEST(CompressedChunkFrames, VerifyTheirCrcAndCatchACorruptedStream) {
+    ISystem* system = OpenSystem();
+    system->UpdateDevices(100);
+    IDevice* camera = nullptr;
+    for (const DeviceInfo& info : system->GetDevices())
+        if (info.SerialNumber() == "VC2448C-0001") camera = system->CreateDevice(info);
+    ASSERT_NE(camera, nullptr);
+    GenApi::INodeMap* features = camera->GetNodeMap();
+    SetNodeValue<int64_t>(features, "Width", 64);
+    SetNodeValue<int64_t>(features, "Height", 48);
+    SetNodeValue<GenICam::gcstring>(features, "PixelFormat", "BayerRG8");
+    SetNodeValue<GenICam::gcstring>(features, "ImageCompressionMode", "QOI");
+    SetNodeValue<bool>(features, "ChunkModeActive", true);
+    SetNodeValue<GenICam::gcstring>(features, "ChunkSelector", "FrameCounter");
+    SetNodeValue<bool>(features, "ChunkEnable", true);  // a chunk after the CRC chunk too
+    camera->StartStream(4);
+    for (int frame = 0; frame < 5; ++frame) {
+        ICompressedImage* compressed = camera->GetCompressedImage(5000);
+        EXPECT_EQ(compressed->GetPayloadType(), 1002u);
+        EXPECT_TRUE(compressed->VerifyCRC()) << "frame " << compressed->GetFrameId();
+        camera->RequeueBuffer(compressed);
+    }
+    ASSERT_EQ(VirtualProducerCorruptNextFrameData("VC2448C-0001"), GenTL::GC_ERR_SUCCESS);
+    bool mismatch = false;
+    for (int frame = 0; frame < 5 && !mismatch; ++frame) {
+        ICompressedImage* compressed = camera->GetCompressedImage(5000);
+        mismatch = !compressed->VerifyCRC();
+        camera->RequeueBuffer(compressed);
+    }
+    EXPECT_TRUE(mismatch);
+    camera->StopStream();
+    system->DestroyDevice(camera);
+    CloseSystem(system);
 }
 
 } // namespace
