@@ -192,9 +192,11 @@ Layout CheckedLayout(IImage* image, uint64_t pixelFormat, const char* name) {
 
 } // namespace
 
-size_t SelectBitsLen(IImage* pImage, uint64_t pixelFormat, int bits) {
+size_t SelectBitsLen(IImage* pImage, uint64_t pixelFormat, int bits) try {
     (void)bits;
     return CheckedLayout(pImage, pixelFormat, "SelectBitsLen").samples;
+} catch (const std::bad_alloc&) {
+    OutOfMemory("SelectBitsLen");
 }
 
 IImage* SelectBits(IImage* pImage, uint64_t pixelFormat, int bits) try {

@@ -99,12 +99,14 @@ void StandardProcess(IImage* source, uint8_t* target, uint64_t to, _EBayerAlgori
 
 } // namespace
 
-size_t ConvertLen(IImage* pImage, uint64_t pixelFormat) {
+size_t ConvertLen(IImage* pImage, uint64_t pixelFormat) try {
     constexpr const char* name = "ConvertLen";
     CheckInit(name);
     CheckParam(pImage, name);
     CheckSourceSize(pImage, name);
     return size_t(CheckedLength(pImage->GetWidth(), pImage->GetHeight(), pixelFormat, name));
+} catch (const std::bad_alloc&) {
+    OutOfMemory("ConvertLen");
 }
 
 IImage* Convert(IImage* pImage, uint64_t pixelFormat, _EBayerAlgorithm bayerAlgo) try {
