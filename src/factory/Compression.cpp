@@ -119,7 +119,7 @@ IImage* DecompressImage(ICompressedImage* pCompressedImage) try {
         block.release();
         return image;
     } catch (const std::bad_alloc&) {
-        VIREO_THROW_PLAIN(BadAlloc, "QOI decode error -- create image failed!", kUnit, kDecoder);
+        DecodeError("QOI decode error -- create image failed!");
     }
 } catch (const std::bad_alloc&) {
     OutOfMemory("DecompressImage");
