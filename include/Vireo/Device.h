@@ -126,8 +126,9 @@ private:
     struct StreamRun;
     std::shared_ptr<StreamRun> RunOf(int stream);
     // Undoes a start step by step, resuming where an earlier attempt failed; ends every wait on
-    // the stream first. Leaves the stream idle when it returns.
-    void FinishStop(int stream, StreamRun& run, const char* function);
+    // the stream first. Leaves the stream idle when it returns. Undoing a start, the buffers go
+    // back as on any failed start, whatever the flush answers.
+    void FinishStop(int stream, StreamRun& run, const char* function, bool undoingStart = false);
     // The same, for a failed start: nothing may hide the start's own error, and what cannot be
     // undone now is left for StopStream or DestroyDevice to finish.
     void UndoFailedStart(int stream, StreamRun& run) noexcept;

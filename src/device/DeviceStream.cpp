@@ -283,7 +283,7 @@ void Device::EndWaits(StreamRun& run) {
     }
 }
 
-void Device::FinishStop(int stream, StreamRun& run, const char* function) {
+void Device::FinishStop(int stream, StreamRun& run, const char* function, bool undoingStart) {
     m_imageCallbackRunning = false;  // the thread stops taking buffers now; it is joined below
     EndWaits(run);
     DetachChunks(nullptr);
@@ -322,20 +322,24 @@ void Device::FinishStop(int stream, StreamRun& run, const char* function) {
         if (locked.IsValid()) locked->SetValue(0);
         run.paramsLocked = false;
     }
-    if (!run.queueFlushed) {
-        const GenTL::GC_ERROR result = dataStream->FlushQueue(GenTL::ACQ_QUEUE_ALL_DISCARD);
-        if (result != GenTL::GC_ERR_SUCCESS)
-            VIREO_THROW_PRODUCER_ERROR(result, "Unable to flush queue", kUnit, function, "DSFlushQueue");
-        run.queueFlushed = true;
+    if (undoingStart) {
+        CleanupAnnouncedBuffersOnStartFailure(info);
+    } else {
+        if (!run.queueFlushed) {
+            const GenTL::GC_ERROR result = dataStream->FlushQueue(GenTL::ACQ_QUEUE_ALL_DISCARD);
+            if (result != GenTL::GC_ERR_SUCCESS)
+                VIREO_THROW_PRODUCER_ERROR(result, "Unable to flush queue", kUnit, function, "DSFlushQueue");
+            run.queueFlushed = true;
+        }
+        RevokeAnnouncedBuffers(info, function);
     }
-    RevokeAnnouncedBuffers(info, function);
     std::lock_guard runs(m_runMutex);
     m_runs[size_t(stream)] = nullptr;
 }
 
 void Device::UndoFailedStart(int stream, StreamRun& run) noexcept {
     try {
-        FinishStop(stream, run, "StartStream");
+        FinishStop(stream, run, "StartStream", true);
     } catch (const std::exception& error) {
         LibraryLog(PelgoLog::Error, std::string("A failed start could not be undone completely; StopStream or "
                                                 "DestroyDevice finishes it: ") + error.what());
