@@ -97,7 +97,7 @@ private:
     GenApi::INodeMap* m_nodeMap = nullptr;
     Port m_port;
     std::recursive_mutex m_systemLock;  // every operation on the interfaces and devices
-    std::mutex m_updateLock;            // one device scan at a time
+    std::mutex m_updateLock;            // one device scan or interface-list rebuild at a time
     uint64_t m_word = 0;
     ALogger m_logger;  // configured by pelgo_log.conf in the working directory
     DeviceCbManager m_deviceCallbacks;

@@ -158,6 +158,8 @@ bool System::RefreshInterfaces() {
 }
 
 std::vector<InterfaceInfo> System::GetInterfaces() {
+    // A rebuilt list may close interfaces that a device scan in progress is using.
+    std::lock_guard update(m_updateLock);
     std::lock_guard lock(m_systemLock);
     RefreshInterfaces();
     std::vector<InterfaceInfo> interfaces;
@@ -358,6 +360,7 @@ GenApi::INodeMap* System::GetTLInterfaceNodeMap(DeviceInfo info) {
 }
 
 void System::ForceIp(unsigned long mac, unsigned long ip, unsigned long subnet, unsigned long gateway) {
+    std::lock_guard update(m_updateLock);
     std::lock_guard lock(m_systemLock);
     RefreshInterfaces();
     // The first interface that reaches the camera does it; the others' failures mean nothing.
