@@ -251,7 +251,10 @@ void DataStream::ChunkData(void* bufferHandle, GenTL::S_SINGLE_CHUNK_DATA* chunk
 
 uint32_t DataStream::NumParts(void* bufferHandle) {
     std::lock_guard lock(m_mutex);
-    return uint32_t(FindBuffer(bufferHandle)->parts.size());
+    const size_t parts = FindBuffer(bufferHandle)->parts.size();
+    // A count of 0 would tell a consumer that the buffer holds no image.
+    if (parts == 0) Fail(GenTL::GC_ERR_NO_DATA, "the buffer is not a multi-part buffer");
+    return uint32_t(parts);
 }
 
 void DataStream::PartInfo(void* bufferHandle, uint32_t part, GenTL::BUFFER_PART_INFO_CMD command, InfoAnswer& answer) {
@@ -274,7 +277,7 @@ void DataStream::PartInfo(void* bufferHandle, uint32_t part, GenTL::BUFFER_PART_
     case GenTL::BUFFER_PART_INFO_DELIVERED_IMAGEHEIGHT: answer.SizeT(frame.height); break;
     case GenTL::BUFFER_PART_INFO_REGION_ID: answer.UInt64(0); break;
     case GenTL::BUFFER_PART_INFO_DATA_PURPOSE_ID: answer.UInt64(0); break;
-    default: Fail(GenTL::GC_ERR_INVALID_PARAMETER, "unknown BUFFER_PART_INFO command " + std::to_string(command));
+    default: Fail(GenTL::GC_ERR_NOT_IMPLEMENTED, "BUFFER_PART_INFO command " + std::to_string(command) + " is not supported");
     }
 }
 
@@ -318,7 +321,7 @@ void DataStream::Info(GenTL::STREAM_INFO_CMD command, InfoAnswer& answer) {
         answer.Buffer(std::string(reinterpret_cast<const char*>(census), sizeof census));
         break;
     }
-    default: Fail(GenTL::GC_ERR_INVALID_PARAMETER, "unknown STREAM_INFO command " + std::to_string(command));
+    default: Fail(GenTL::GC_ERR_NOT_IMPLEMENTED, "STREAM_INFO command " + std::to_string(command) + " is not supported");
     }
 }
 
@@ -363,7 +366,7 @@ void DataStream::BufferInfo(void* bufferHandle, GenTL::BUFFER_INFO_CMD command, 
     case GenTL::BUFFER_INFO_CONTAINS_CHUNKDATA: answer.Bool8(frame.containsChunks); break;
     case GenTL::BUFFER_INFO_IS_COMPOSITE: answer.Bool8(false); break;
     case GenTL::BUFFER_INFO_LEADER_RECEIVED_TIMESTAMP: answer.UInt64(buffer->leaderReceivedNs); break;
-    default: Fail(GenTL::GC_ERR_INVALID_PARAMETER, "unknown BUFFER_INFO command " + std::to_string(command));
+    default: Fail(GenTL::GC_ERR_NOT_IMPLEMENTED, "BUFFER_INFO command " + std::to_string(command) + " is not supported");
     }
 }
 
@@ -384,6 +387,8 @@ void DataStream::StartAcquisition(uint64_t count) {
     (void)count;
     m_grabbing = true;
     m_stop = false;
+    m_stopped = false;
+    m_pendingKill = false;  // a kill belongs to the acquisition it was meant to end
     m_thread = std::thread([this] { Run(); });
 }
 
@@ -397,6 +402,7 @@ bool DataStream::StopAcquisition() {
         m_triggerArrived.notify_all();
         if (!m_grabbing) return false;
         m_grabbing = false;
+        m_stopped = true;
         m_stop = true;
         Signal(m_poolChanged);
         thread = std::move(m_thread);
@@ -562,15 +568,25 @@ void DataStream::SpinBeforeBlocking(std::unique_lock<std::mutex>& lock, Ready re
 
 GenTL::BUFFER_HANDLE DataStream::WaitDelivered(uint64_t timeoutMs, void** userPointer) {
     std::unique_lock lock(m_mutex);
+    if (m_pendingKill && m_output.empty()) {
+        m_pendingKill = false;
+        Fail(GenTL::GC_ERR_ABORT, "the wait was aborted before it began");
+    }
     const uint64_t generation = m_abortGeneration;
-    const auto ready = [&] { return !m_output.empty() || m_abortGeneration != generation; };
+    const auto ready = [&] { return !m_output.empty() || m_abortGeneration != generation || m_stopped; };
+    struct Waiting {
+        uint32_t& count;
+        explicit Waiting(uint32_t& waiters) : count(waiters) { ++count; }
+        ~Waiting() { --count; }
+    } waiting(m_bufferWaiters);
     SpinBeforeBlocking(lock, ready);
     if (timeoutMs == GENTL_INFINITE) {
         m_delivered.wait(lock, ready);
     } else if (!m_delivered.wait_for(lock, std::chrono::milliseconds(timeoutMs), ready)) {
         Fail(GenTL::GC_ERR_TIMEOUT, "no buffer was delivered within " + std::to_string(timeoutMs) + " ms");
     }
-    if (m_output.empty()) Fail(GenTL::GC_ERR_ABORT, "the wait was aborted");
+    if (m_output.empty())
+        Fail(GenTL::GC_ERR_ABORT, m_stopped ? "the acquisition is stopped" : "the wait was aborted");
     auto buffer = m_output.front();
     m_output.pop_front();
     buffer->awaitingDelivery = false;
@@ -580,6 +596,7 @@ GenTL::BUFFER_HANDLE DataStream::WaitDelivered(uint64_t timeoutMs, void** userPo
 
 void DataStream::KillWait() {
     std::lock_guard lock(m_mutex);
+    if (m_bufferWaiters == 0) m_pendingKill = true;
     ++m_abortGeneration;
     Signal(m_delivered);
 }

@@ -8,6 +8,9 @@
 namespace VirtualGenTL {
 namespace {
 
+// How long an open by an ID not listed yet may look for the device.
+constexpr uint64_t kLookupTimeoutMs = 1000;
+
 std::unique_ptr<RegisterSpace> InterfacePort(const std::string& id, uint64_t mac, uint32_t ip, uint32_t mask) {
     DescriptionHeader header{"VireoVirtualInterface", "Vireo", "Virtual GigE Vision interface", "InterfacePort", false};
     std::vector<Feature> features = {
@@ -112,7 +115,13 @@ std::shared_ptr<Device> Interface::OpenDevice(const std::string& id, GenTL::DEVI
     if (flags < GenTL::DEVICE_ACCESS_READONLY || flags > GenTL::DEVICE_ACCESS_EXCLUSIVE)
         Fail(GenTL::GC_ERR_INVALID_PARAMETER, "unsupported access flags " + std::to_string(flags));
     std::shared_ptr<VirtualCamera> camera = FindCamera(id);
-    if (!camera) Fail(GenTL::GC_ERR_INVALID_ID, "no device " + id + " on " + m_id + " (update the device list first)");
+    // A consumer may open a device by an ID it learnt earlier (in another session of the
+    // system module, say) without listing again: look for it once.
+    if (!camera) {
+        UpdateDeviceList(kLookupTimeoutMs);
+        camera = FindCamera(id);
+    }
+    if (!camera) Fail(GenTL::GC_ERR_INVALID_ID, "no device " + id + " on " + m_id);
     if (!camera->Connected()) Fail(GenTL::GC_ERR_IO, "device " + id + " does not answer");
     if (!camera->TryClaim()) Fail(GenTL::GC_ERR_RESOURCE_IN_USE, "device " + id + " is already open");
     return std::make_shared<Device>(camera, id, std::static_pointer_cast<Interface>(shared_from_this()));

@@ -223,6 +223,11 @@ private:
     uint64_t m_delivered_count = 0, m_underruns = 0, m_started = 0;
     std::atomic<bool> m_grabbing{false};
     uint64_t m_abortGeneration = 0;  // bumped by stop and kill: ends pending waits
+    // A consumer's thread may begin its wait just after the kill meant for it: a kill that
+    // finds no waiter is remembered and ends the next wait. Cleared by a new start.
+    uint32_t m_bufferWaiters = 0;
+    bool m_pendingKill = false;
+    bool m_stopped = false;  // stopped by DSStopAcquisition: a wait with nothing to deliver ends
     uint64_t m_leaderGeneration = 0;
     uint64_t m_leaderSeen = 0;
     std::atomic<bool> m_stop{false};

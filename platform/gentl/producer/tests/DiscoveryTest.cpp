@@ -155,6 +155,21 @@ TEST_F(Discovery, OpeningADeviceIsExclusiveAndReportsItsStreams) {
     ASSERT_EQ(IFOpenDevice(iface, "VC2448C-0001", DEVICE_ACCESS_CONTROL, &device), GC_ERR_SUCCESS) << LastErrorText();
 }
 
+TEST_F(Discovery, ADeviceOpensByAnIdLearntInAnEarlierSession) {
+    // As other consumers do: list, close the system, open it again and open the device by the
+    // ID learnt before, without listing again.
+    ASSERT_EQ(TLClose(system), GC_ERR_SUCCESS);
+    ASSERT_EQ(TLOpen(&system), GC_ERR_SUCCESS) << LastErrorText();
+    ASSERT_EQ(TLOpenInterface(system, "VirtualGigE0", &iface), GC_ERR_SUCCESS) << LastErrorText();
+    ASSERT_EQ(IFOpenDevice(iface, "VM1280M-0001", DEVICE_ACCESS_CONTROL, &device), GC_ERR_SUCCESS) << LastErrorText();
+    ASSERT_EQ(DevClose(device), GC_ERR_SUCCESS);
+    device = nullptr;
+    DEV_HANDLE other = nullptr;
+    EXPECT_EQ(IFOpenDevice(iface, "VL4096L-0001", DEVICE_ACCESS_CONTROL, &other), GC_ERR_INVALID_ID)
+        << "a camera on another interface is not on this one";
+    EXPECT_EQ(LastErrorText(), "IFOpenDevice: no device VL4096L-0001 on VirtualGigE0");
+}
+
 TEST_F(Discovery, ForceIpAndUnicastAddresses) {
     ASSERT_EQ(IFForceIp(iface, 0x0256495200A2, 0xC0A80A63, 0xFFFF0000, 0xC0A80A01), GC_ERR_SUCCESS) << LastErrorText();
     uint32_t ip = 0;

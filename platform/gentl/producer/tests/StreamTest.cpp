@@ -64,6 +64,16 @@ TEST_F(Streaming, DeliversFramesWithTheirPropertiesAndTakesThemBack) {
         EXPECT_EQ(BufferInfo<size_t>(buffer, BUFFER_INFO_SIZE_FILLED), 64u * 48u);
         EXPECT_EQ(BufferInfo<size_t>(buffer, BUFFER_INFO_PAYLOADTYPE), size_t(PAYLOAD_TYPE_IMAGE));
         EXPECT_EQ(BufferInfo<bool8_t>(buffer, BUFFER_INFO_IS_INCOMPLETE), 0);
+        // A single-part image is no multi-part buffer (a count of 0 would say: no image), and
+        // what the producer does not know it says it does not implement.
+        uint32_t parts = 7;
+        EXPECT_EQ(DSGetNumBufferParts(stream, buffer, &parts), GC_ERR_NO_DATA);
+        for (BUFFER_INFO_CMD unsupported : {BUFFER_INFO_CMD(24), BUFFER_INFO_CMD(25), BUFFER_INFO_CMD(1234)}) {
+            uint64_t value = 0;
+            size_t size = sizeof value;
+            INFO_DATATYPE type = 0;
+            EXPECT_EQ(DSGetBufferInfo(stream, buffer, unsupported, &type, &value, &size), GC_ERR_NOT_IMPLEMENTED);
+        }
         const uint64_t frameId = BufferInfo<uint64_t>(buffer, BUFFER_INFO_FRAMEID);
         const uint64_t timestamp = BufferInfo<uint64_t>(buffer, BUFFER_INFO_TIMESTAMP_NS);
         EXPECT_GT(frameId, previousFrame);
@@ -131,37 +141,64 @@ TEST_F(Streaming, OldestFirstOverwriteRecyclesUndeliveredFrames) {
     StopAcquisition();
 }
 
-TEST_F(Streaming, StopAndKillEndAPendingWaitWithAbort) {
+TEST_F(Streaming, KillAndStopEndWaitsWhenEverTheyBegin) {
     AnnounceAndQueue(1);
     ASSERT_EQ(GCRegisterEvent(stream, EVENT_NEW_BUFFER, &newBuffer), GC_ERR_SUCCESS);
     ASSERT_EQ(DSStartAcquisition(stream, ACQ_START_FLAGS_DEFAULT, GENTL_INFINITE), GC_ERR_SUCCESS);
-    // No AcquisitionStart on the camera: no frame ever comes. The waiter may start late, so
-    // the abort is repeated until it has ended the wait.
-    auto abortedBy = [&](auto abort) {
-        std::atomic<bool> done{false};
-        GC_ERROR waited = GC_ERR_SUCCESS;
-        std::thread waiter([&] {
-            S_EVENT_NEW_BUFFER data{};
-            size_t size = sizeof data;
-            waited = EventGetData(newBuffer, &data, &size, 20000);
-            done = true;
-        });
-        for (int attempt = 0; attempt < 1000 && !done; ++attempt) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(10));
-            abort();
-        }
-        waiter.join();
-        return waited;
-    };
-    EXPECT_EQ(abortedBy([&] { DSStopAcquisition(stream, ACQ_STOP_FLAGS_DEFAULT); }), GC_ERR_ABORT);
-    EXPECT_EQ(abortedBy([&] { EventKill(newBuffer); }), GC_ERR_ABORT);
-
+    // No AcquisitionStart on the camera: no frame ever comes.
     S_EVENT_NEW_BUFFER data{};
     size_t size = sizeof data;
-    EXPECT_EQ(EventGetData(newBuffer, &data, &size, 20), GC_ERR_TIMEOUT);
+    const auto wait = [&](uint64_t timeoutMs) {
+        size = sizeof data;
+        return EventGetData(newBuffer, &data, &size, timeoutMs);
+    };
+    EXPECT_EQ(wait(20), GC_ERR_TIMEOUT);
     size = 3;
     EXPECT_EQ(EventGetData(newBuffer, &data, &size, 20), GC_ERR_BUFFER_TOO_SMALL);
     EXPECT_EQ(size, sizeof data);
+
+    // A kill with nobody waiting ends the next wait, once; a consumer's thread may begin its
+    // wait just after the kill meant for it.
+    ASSERT_EQ(EventKill(newBuffer), GC_ERR_SUCCESS);
+    EXPECT_EQ(wait(GENTL_INFINITE), GC_ERR_ABORT);
+    EXPECT_EQ(wait(20), GC_ERR_TIMEOUT) << "one kill ends one wait";
+
+    // Kills racing the beginning of a wait, a thousand times: every wait ends.
+    for (int round = 0; round < 1000; ++round) {
+        GC_ERROR waited = GC_ERR_SUCCESS;
+        std::thread waiter([&] {
+            S_EVENT_NEW_BUFFER own{};
+            size_t ownSize = sizeof own;
+            waited = EventGetData(newBuffer, &own, &ownSize, GENTL_INFINITE);
+        });
+        ASSERT_EQ(EventKill(newBuffer), GC_ERR_SUCCESS);
+        waiter.join();
+        ASSERT_EQ(waited, GC_ERR_ABORT) << "round " << round;
+        // A kill that found the waiter already in its wait left nothing behind; one that came
+        // first was taken by the wait. Either way the next wait blocks.
+        ASSERT_EQ(wait(0), GC_ERR_TIMEOUT) << "round " << round;
+    }
+
+    // A stop ends a pending wait, and a stopped stream with nothing to deliver never blocks.
+    std::atomic<bool> started{false};
+    GC_ERROR waited = GC_ERR_SUCCESS;
+    std::thread waiter([&] {
+        S_EVENT_NEW_BUFFER own{};
+        size_t ownSize = sizeof own;
+        started = true;
+        waited = EventGetData(newBuffer, &own, &ownSize, GENTL_INFINITE);
+    });
+    while (!started) std::this_thread::yield();
+    ASSERT_EQ(DSStopAcquisition(stream, ACQ_STOP_FLAGS_DEFAULT), GC_ERR_SUCCESS);
+    waiter.join();
+    EXPECT_EQ(waited, GC_ERR_ABORT);
+    EXPECT_EQ(wait(GENTL_INFINITE), GC_ERR_ABORT);
+
+    // A new start forgets the old acquisition's kills.
+    ASSERT_EQ(EventKill(newBuffer), GC_ERR_SUCCESS);
+    ASSERT_EQ(DSStartAcquisition(stream, ACQ_START_FLAGS_DEFAULT, GENTL_INFINITE), GC_ERR_SUCCESS);
+    EXPECT_EQ(wait(20), GC_ERR_TIMEOUT);
+    ASSERT_EQ(DSStopAcquisition(stream, ACQ_STOP_FLAGS_DEFAULT), GC_ERR_SUCCESS);
 }
 
 TEST_F(Streaming, FlushOperationsMoveBuffersBetweenThePools) {
