@@ -86,7 +86,7 @@ private:
     void CleanUpInterface(Interface* iface);
     // Closes an interface that the producer no longer lists once its last device is gone.
     void ReleaseRetainedInterface(Interface* iface);  // caller holds m_systemLock
-    Interface* InterfaceOf(uint64_t macAddress, uint32_t ipAddress, const char* notFound);  // caller holds the lock
+    Interface* InterfaceOf(const DeviceInfo::Record& record, const char* notFound);  // caller holds the lock
     Interface* InterfaceRoutingTo(const char* ip, const char* failure);
 
     TLSystem* m_tlSystem;

@@ -1,12 +1,14 @@
 #include <Vireo/Device.h>
 
 #include <fstream>
+#include <optional>
 
 #include <GenApi/GenApi.h>
 #include <GenApi/NodeMapFactory.h>
 #include <Vireo/NodeAccess.h>
 
 #include "../transport/Errors.h"
+#include "../transport/InterfaceInfo.h"
 #include "../transport/LibraryLog.h"
 #include "../transport/NodeMapLoading.h"
 #include "DeviceStreams.h"
@@ -20,13 +22,15 @@ constexpr const char* kUnit = "Device";
 // the event rate is limited to what the link carries.
 constexpr int64_t kFullSpeedLink = 312'500'000;
 
-bool ReadDeviceBool(TLDevice* tlDevice, int32_t command, const char* failure) {
+// A boolean of the device module; nothing when the producer does not offer the information.
+std::optional<bool> ReadDeviceBool(TLDevice* tlDevice, int32_t command, const char* failure) {
     GenTL::bool8_t value = 0;
     int32_t type = 0;
     size_t size = sizeof value;
     const GenTL::GC_ERROR result = tlDevice->GetInfo(command, &type, &value, &size);
-    if (result != GenTL::GC_ERR_SUCCESS) VIREO_THROW_PRODUCER_ERROR(result, failure, kUnit, "GetInfo", "DeviceGetInfo");
-    return value != 0;
+    if (result == GenTL::GC_ERR_SUCCESS) return value != 0;
+    if (IsAbsentInformation(result, command)) return std::nullopt;
+    VIREO_THROW_PRODUCER_ERROR(result, failure, kUnit, "GetInfo", "DeviceGetInfo");
 }
 
 void* GetRemotePort(TLDevice* tlDevice) {
@@ -52,12 +56,22 @@ GenICam::gcstring EnumerationValue(GenApi::INodeMap* map, const char* name) {
 } // namespace
 
 bool IsGvrspStreamable(TLDevice* tlDevice) {
+    // A producer that cannot tell does not stream GVRSP.
     return ReadDeviceBool(tlDevice, GenTL::DEVICE_INFO_GVRSP_STREAMABLE,
-                          "Unable to get info about device gvrsp streamable status");
+                          "Unable to get info about device gvrsp streamable status")
+        .value_or(false);
 }
 
-bool hasControl(GenApi::INodeMap* tlDeviceMap) {
-    return EnumerationValue(tlDeviceMap, "DeviceAccessStatus") == "ReadWrite";
+bool hasControl(GenApi::INodeMap* tlDeviceMap, TLDevice* tlDevice) {
+    GenApi::CEnumerationPtr status = tlDeviceMap != nullptr ? tlDeviceMap->GetNode("DeviceAccessStatus") : nullptr;
+    if (status.IsValid()) return Readable(status) && status->ToString() == "ReadWrite";
+    // Without the feature, the portable query of the device module decides; a producer that
+    // cannot tell either opened the device as asked, with control.
+    int32_t access = GenTL::DEVICE_ACCESS_STATUS_OPEN_READWRITE, type = 0;
+    size_t size = sizeof access;
+    if (tlDevice == nullptr || tlDevice->GetInfo(GenTL::DEVICE_INFO_ACCESS_STATUS, &type, &access, &size) != GenTL::GC_ERR_SUCCESS)
+        return true;
+    return access == GenTL::DEVICE_ACCESS_STATUS_READWRITE || access == GenTL::DEVICE_ACCESS_STATUS_OPEN_READWRITE;
 }
 
 void EnumerateStreams(TLDevice* tlDevice, std::vector<StreamInfo*>& streams) {
@@ -282,8 +296,19 @@ void Device::SelectStream() {
 }
 
 bool Device::IsConnected() {
-    return ReadDeviceBool(m_tlDevice, GenTL::DEVICE_INFO_CONNECTION_STATUS,
-                          "Unable to get info about device connection status");
+    const std::optional<bool> connected = ReadDeviceBool(m_tlDevice, GenTL::DEVICE_INFO_CONNECTION_STATUS,
+                                                         "Unable to get info about device connection status");
+    if (connected) return *connected;
+    // A producer without the connection-status command: a device that answers the standard
+    // access-status query, with access, is connected; one that does not answer is gone.
+    int32_t access = 0, type = 0;
+    size_t size = sizeof access;
+    const GenTL::GC_ERROR status = m_tlDevice->GetInfo(GenTL::DEVICE_INFO_ACCESS_STATUS, &type, &access, &size);
+    if (status == GenTL::GC_ERR_IO) return false;
+    if (status != GenTL::GC_ERR_SUCCESS)
+        VIREO_THROW_PRODUCER_ERROR(status, "Unable to get info about device connection status", kUnit, "GetInfo",
+                                   "DeviceGetInfo");
+    return access != GenTL::DEVICE_ACCESS_STATUS_NOACCESS && access != GenTL::DEVICE_ACCESS_STATUS_UNKNOWN;
 }
 
 void Device::SendActionCommand(uint32_t deviceKey, uint32_t groupKey, uint32_t groupMask, uint64_t actionTime) {

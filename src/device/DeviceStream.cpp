@@ -9,6 +9,7 @@
 
 #include "../transport/Errors.h"
 #include "../transport/LibraryLog.h"
+#include "../transport/Producer.h"
 #include "DeviceStreams.h"
 
 namespace Vireo {
@@ -39,13 +40,26 @@ T ValueOr(GenApi::INodeMap* map, const char* name, T fallback) {
     }
 }
 
+// How many buffers the stream has announced: the stream's feature, or, where its node map
+// lacks it (other vendors' producers), the portable stream information.
+int64_t AnnouncedCount(StreamInfo* stream, GenApi::CIntegerPtr& announced, const char* function) {
+    if (announced.IsValid()) return announced->GetValue();
+    size_t count = 0;
+    int32_t type = 0;
+    size_t size = sizeof count;
+    const GenTL::GC_ERROR result = stream->GetTLDataStream()->GetInfo(GenTL::STREAM_INFO_NUM_ANNOUNCED, &type, &count, &size);
+    if (result != GenTL::GC_ERR_SUCCESS)
+        VIREO_THROW_PRODUCER_ERROR(result, "Unable to get stream information", kUnit, function, "DSGetInfo");
+    return int64_t(count);
+}
+
 void RevokeAnnouncedBuffers(StreamInfo* stream, const char* function) {
     GenApi::INodeMap* map = stream->GetNodeMap();
-    if (map == nullptr)
+    GenApi::CIntegerPtr announced = map != nullptr ? map->GetNode("StreamAnnouncedBufferCount") : nullptr;
+    if (map == nullptr && IsOwnProducer())
         VIREO_THROW_PLAIN(InvalidArgument, "Unable to get TLDatastream nodemap, NULL returned", kUnit, function);
-    GenApi::CIntegerPtr announced = map->GetNode("StreamAnnouncedBufferCount");
     // Index 0 every time: each revocation shortens the producer's list.
-    while (announced->GetValue() >= 1) {
+    while (AnnouncedCount(stream, announced, function) >= 1) {
         void* buffer = nullptr;
         GenTL::GC_ERROR result = stream->GetTLDataStream()->GetBufferID(0, &buffer);
         if (result != GenTL::GC_ERR_SUCCESS)
@@ -155,7 +169,11 @@ void Device::StartStream(int stream, size_t numBuffers) {
 
     StreamInfo* info = m_streams[size_t(stream)];
     TLDataStream* dataStream = info->GetTLDataStream();
-    const GenICam::gcstring mode = GetNodeValue<GenICam::gcstring>(info->GetNodeMap(), "StreamBufferHandlingMode");
+    // A stream without the feature (other vendors' producers) uses its producer's default mode.
+    GenApi::INodeMap* streamMap = info->GetNodeMap();
+    const bool modeDescribed = IsOwnProducer() || (streamMap != nullptr && streamMap->GetNode("StreamBufferHandlingMode") != nullptr);
+    const GenICam::gcstring mode =
+        modeDescribed ? GetNodeValue<GenICam::gcstring>(streamMap, "StreamBufferHandlingMode") : GenICam::gcstring();
     if (numBuffers == 1 && mode == "OldestFirstOverwrite")
         VIREO_THROW_PLAIN(InvalidArgument, "Number of acquisition buffers must be 2 or greater for OldestFirstOverwrite mode",
                           kUnit, "StartStream");
@@ -247,13 +265,16 @@ void Device::StartStream(int stream, size_t numBuffers) {
             std::lock_guard callbacks(m_imageCallbackMutex);
             StartImageCallbackThread();
         }
-        // The number of buffers announced doubles as the acquisition count.
-        const GenTL::GC_ERROR started = dataStream->StartAcquisition(GenTL::ACQ_START_FLAGS_DEFAULT, numBuffers);
+        // With this project's producer the number of buffers announced doubles as the acquisition
+        // count (it streams until stopped whatever the count); a standard producer stops after
+        // that many frames, so it is told to run until stopped.
+        const GenTL::GC_ERROR started = dataStream->StartAcquisition(
+            GenTL::ACQ_START_FLAGS_DEFAULT, IsOwnProducer() ? uint64_t(numBuffers) : GENTL_INFINITE);
         if (started != GenTL::GC_ERR_SUCCESS)
             ThrowProducerErrorWithText(started, "Unable to start acquisition", kUnit, "StartStream",
                                        "DSStartAcquisition", FetchLastError(), VIREO_SOURCE_FILE, __LINE__);
         run->acquisitionStarted = true;
-        if (hasControl(tlDeviceMap) && start.IsValid()) {
+        if (hasControl(tlDeviceMap, m_tlDevice) && start.IsValid()) {
             run->cameraStarted = true;
             start->Execute();
         }
@@ -290,7 +311,7 @@ void Device::FinishStop(int stream, StreamRun& run, const char* function, bool u
 
     GenApi::INodeMap* remote = GetNodeMap();
     // A camera that was told to start is told to stop; on a stop that is retried, once.
-    const bool control = hasControl(GetTLDeviceNodeMap());
+    const bool control = hasControl(GetTLDeviceNodeMap(), m_tlDevice);
     if (remote != nullptr && control && !run.cameraStopped && (run.cameraStarted || run.acquisitionStarted)) {
         GenApi::CCommandPtr stop = remote->GetNode("AcquisitionStop");
         if (!stop.IsValid())

@@ -12,9 +12,10 @@ namespace Vireo {
 
 // Whether the producer can stream GVRSP over the device's current connection.
 bool IsGvrspStreamable(TLDevice* tlDevice);
-// Whether the device was opened with control (DeviceAccessStatus "ReadWrite"): only then does
-// the library start and stop the camera's acquisition.
-bool hasControl(GenApi::INodeMap* tlDeviceMap);
+// Whether the device was opened with control (DeviceAccessStatus "ReadWrite"; without that
+// feature, the device module's access status): only then does the library start and stop the
+// camera's acquisition.
+bool hasControl(GenApi::INodeMap* tlDeviceMap, TLDevice* tlDevice);
 // Opens every data stream of the device, in producer order, and appends it to streams.
 void EnumerateStreams(TLDevice* tlDevice, std::vector<StreamInfo*>& streams);
 // The stream to use, by role, as the camera's transport settings ask.

@@ -19,6 +19,7 @@ struct DeviceInfo::Record {
     std::string groupSerial, groupName;
     // How to reach the camera again: its producer ID and the interface it was found on.
     std::string deviceId;
+    std::string interfaceId;
     uint64_t interfaceMac = 0;
     uint32_t interfaceIp = 0;
 };

@@ -1,5 +1,7 @@
 #include "NodeMapLoading.h"
 
+#include <strings.h>
+
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
@@ -14,7 +16,8 @@ namespace Vireo {
 DescriptionLocation ParseDescriptionUrl(const std::string& url) {
     DescriptionLocation location;
     const size_t colon = url.find(':');
-    if (url.compare(0, 6, "local:") == 0) {
+    // Schemes are case-insensitive: producers and cameras write "Local:" as often as "local:".
+    if (url.size() >= 6 && strncasecmp(url.c_str(), "local:", 6) == 0) {
         // local:<file name>;<hex address>;<hex length>[?query]
         location.local = true;
         const size_t first = url.find(';');
@@ -78,10 +81,50 @@ GenApi::INodeMap* CreateConnected(std::vector<uint8_t>& description, Port& port,
 
 } // namespace
 
+namespace {
+
+// The URLs the module publishes, by GCGetNumPortURLs and GCGetPortURLInfo: the current way,
+// which producers that no longer implement GCGetPortURL offer.
+std::vector<std::string> PortUrls(TLBase* module) {
+    std::vector<std::string> urls;
+    uint32_t count = 0;
+    if (module->GetNumPortURLs(&count) != GenTL::GC_ERR_SUCCESS) return urls;
+    for (uint32_t index = 0; index < count; ++index) {
+        char url[1024] = {};
+        size_t size = sizeof url;
+        int32_t type = 0;
+        if (module->GetPortURLInfo(index, GenTL::URL_INFO_URL, &type, url, &size) != GenTL::GC_ERR_SUCCESS) continue;
+        url[sizeof url - 1] = '\0';
+        urls.emplace_back(url);
+    }
+    return urls;
+}
+
+// The node map of the first URL whose description loads; null when none does.
+GenApi::INodeMap* FirstLoading(TLBase* module, Port& port, const std::vector<std::string>& urls,
+                               const std::string& fixedPortName, std::vector<uint8_t>* descriptionOut) {
+    for (const std::string& url : urls) {
+        try {
+            const DescriptionLocation location = ParseDescriptionUrl(url);
+            std::vector<uint8_t> description = ReadDescription(module, location);
+            GenApi::INodeMap* map = CreateConnected(
+                description, port, fixedPortName.empty() ? PortNameFor(location.fileName) : fixedPortName, descriptionOut);
+            if (map != nullptr) return map;
+        } catch (const std::exception&) {
+            // Not a usable description: try the next URL.
+        }
+    }
+    return nullptr;
+}
+
+} // namespace
+
 GenApi::INodeMap* InitNodeMap(TLBase* module, Port& port, std::vector<uint8_t>* descriptionOut) {
     char url[256] = {};
     size_t size = sizeof url;
     const GenTL::GC_ERROR result = module->GetPortURL(url, &size);
+    // A module without a usable description has no node map; only what needs it says so.
+    if (result == GenTL::GC_ERR_NOT_IMPLEMENTED) return FirstLoading(module, port, PortUrls(module), "", descriptionOut);
     if (result != GenTL::GC_ERR_SUCCESS)
         VIREO_THROW_PRODUCER_ERROR(result, "Unable to get port URL", "NodeMap", "GetUrl", "GCGetPortURL");
     url[sizeof url - 1] = '\0';
@@ -100,7 +143,14 @@ GenApi::INodeMap* InitRemoteNodeMap(TLBase* remote, Port& port, std::vector<uint
                                    "GCGetPortURLInfo, URL_INFO_URL");
     url[sizeof url - 1] = '\0';
     std::vector<uint8_t> description = ReadDescription(remote, ParseDescriptionUrl(url));
-    return CreateConnected(description, port, "Device", descriptionOut);
+    GenApi::INodeMap* map = CreateConnected(description, port, "Device", descriptionOut);
+    // A camera may publish several descriptions: the first one that loads serves.
+    if (map == nullptr) {
+        std::vector<std::string> others = PortUrls(remote);
+        if (!others.empty()) others.erase(others.begin());
+        map = FirstLoading(remote, port, others, "Device", descriptionOut);
+    }
+    return map;
 }
 
 } // namespace Vireo

@@ -64,6 +64,19 @@ ProducerFunctions& Table() {
 
 const ProducerFunctions& Producer() { return Table(); }
 
+bool IsOwnProducer() {
+    static const bool own = [] {
+        bool all = true;
+#define VIREO_GENTL_STANDARD(name)
+#define VIREO_GENTL_EXTENSION(name) all = all && LookUpExtension(#name) != nullptr;
+#include "ProducerFunctions.inc"
+#undef VIREO_GENTL_EXTENSION
+#undef VIREO_GENTL_STANDARD
+        return all;
+    }();
+    return own;
+}
+
 ProducerFunctions ReplaceProducerForTesting(const ProducerFunctions& functions) {
     const ProducerFunctions previous = Table();
     Table() = functions;

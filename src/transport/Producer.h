@@ -19,6 +19,11 @@ struct ProducerFunctions {
 // The producer's functions, resolved once, on first use; safe to call from any thread.
 const ProducerFunctions& Producer();
 
+// Whether the producer is this project's own: it exports every one of the project's
+// extensions (another vendor's exports none, or not all). Only where the standard leaves a
+// choice does the SDK act on it (the acquisition count of DSStartAcquisition).
+bool IsOwnProducer();
+
 // Replaces the table that Producer() answers with and returns the previous one. For tests
 // that must see exactly what reaches the producer; not for use while other threads call it.
 ProducerFunctions ReplaceProducerForTesting(const ProducerFunctions& functions);

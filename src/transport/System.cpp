@@ -28,6 +28,8 @@ bool InterfaceMatches(Interface* iface, uint64_t macAddress, uint32_t ipAddress)
     if (map == nullptr) VIREO_THROW_PLAIN(LogicalError, "TL Interface nodemap is null.", kUnit, "FindInterface");
     GenApi::CIntegerPtr mac = map->GetNode("GevInterfaceMACAddress");
     GenApi::CIntegerPtr ip = map->GetNode("GevInterfaceSubnetIPAddress");
+    // Another vendor's interface may not describe its addresses: then it matches none.
+    if (!mac.IsValid() || !ip.IsValid()) return false;
     return uint64_t(mac->GetValue()) == macAddress && uint64_t(ip->GetValue()) == ipAddress;
 }
 
@@ -164,8 +166,9 @@ std::vector<InterfaceInfo> System::GetInterfaces() {
     RefreshInterfaces();
     std::vector<InterfaceInfo> interfaces;
     for (Interface* iface : m_interfaces) {
-        const uint64_t mac = GetInfo<uint64_t>(iface->GetTLInterface(), GenTL::INTERFACE_INFO_MAC_ADDRESS);
-        const uint32_t ip = uint32_t(GetInfo<uint64_t>(iface->GetTLInterface(), GenTL::INTERFACE_INFO_IP_ADDRESS));
+        const uint64_t mac = GetOptionalInfo<uint64_t>(iface->GetTLInterface(), GenTL::INTERFACE_INFO_MAC_ADDRESS, 0);
+        const uint32_t ip =
+            uint32_t(GetOptionalInfo<uint64_t>(iface->GetTLInterface(), GenTL::INTERFACE_INFO_IP_ADDRESS, 0));
         uint32_t mask = 0;
         if (GenApi::INodeMap* map = iface->GetNodeMap()) {
             GenApi::CIntegerPtr subnet = map->GetNode("GevInterfaceSubnetMask");
@@ -262,29 +265,35 @@ std::vector<DeviceInfo> System::GetDevices() {
             if (result != GenTL::GC_ERR_SUCCESS)
                 VIREO_THROW_PRODUCER_ERROR(result, "Unable to get device ID", kUnit, "GetDevices", "IFGetDeviceID");
             id[sizeof id - 1] = '\0';
+            // Every field but the ID may be missing from another vendor's producer: it is then
+            // empty, zero or false.
             DeviceInfo info;
             DeviceInfo::Record& record = info.Fields();
-            record.modelName = GetInfoString(tl, id, GenTL::DEVICE_INFO_MODEL).c_str();
-            record.vendorName = GetInfoString(tl, id, GenTL::DEVICE_INFO_VENDOR).c_str();
-            record.serialNumber = GetInfoString(tl, id, GenTL::DEVICE_INFO_SERIAL_NUMBER).c_str();
-            record.ipAddress = GetInfo<uint32_t>(tl, id, GenTL::DEVICE_INFO_IP_ADDRESS);
-            record.macAddress = uint64_t(GetInfo<int64_t>(tl, id, GenTL::DEVICE_INFO_MAC_ADDRESS));
-            record.subnetMask = GetInfo<uint32_t>(tl, id, GenTL::DEVICE_INFO_SUBNET_MASK);
-            record.userDefinedName = GetInfoString(tl, id, GenTL::DEVICE_INFO_USER_DEFINED_NAME).c_str();
-            record.defaultGateway = GetInfo<uint32_t>(tl, id, GenTL::DEVICE_INFO_DEFAULT_GATEWAY);
-            record.dhcp = GetInfo<bool>(tl, id, GenTL::DEVICE_INFO_DHCP_ENABLED);
-            record.persistentIp = GetInfo<bool>(tl, id, GenTL::DEVICE_INFO_PERSISTENT_IP_ENABLED);
-            record.lla = GetInfo<bool>(tl, id, GenTL::DEVICE_INFO_LLA_ENABLED);
+            record.modelName = GetOptionalInfoString(tl, id, GenTL::DEVICE_INFO_MODEL).c_str();
+            record.vendorName = GetOptionalInfoString(tl, id, GenTL::DEVICE_INFO_VENDOR).c_str();
+            record.serialNumber = GetOptionalInfoString(tl, id, GenTL::DEVICE_INFO_SERIAL_NUMBER).c_str();
+            record.ipAddress = GetOptionalInfo<uint32_t>(tl, id, GenTL::DEVICE_INFO_IP_ADDRESS, 0);
+            record.macAddress = uint64_t(GetOptionalInfo<int64_t>(tl, id, GenTL::DEVICE_INFO_MAC_ADDRESS, 0));
+            record.subnetMask = GetOptionalInfo<uint32_t>(tl, id, GenTL::DEVICE_INFO_SUBNET_MASK, 0);
+            record.userDefinedName = GetOptionalInfoString(tl, id, GenTL::DEVICE_INFO_USER_DEFINED_NAME).c_str();
+            record.defaultGateway = GetOptionalInfo<uint32_t>(tl, id, GenTL::DEVICE_INFO_DEFAULT_GATEWAY, 0);
+            record.dhcp = GetOptionalInfo<bool>(tl, id, GenTL::DEVICE_INFO_DHCP_ENABLED, false);
+            record.persistentIp = GetOptionalInfo<bool>(tl, id, GenTL::DEVICE_INFO_PERSISTENT_IP_ENABLED, false);
+            record.lla = GetOptionalInfo<bool>(tl, id, GenTL::DEVICE_INFO_LLA_ENABLED, false);
             record.deviceId = id;
-            record.interfaceMac = GetInfo<uint64_t>(tl, GenTL::INTERFACE_INFO_MAC_ADDRESS);
-            record.interfaceIp = uint32_t(GetInfo<uint64_t>(tl, GenTL::INTERFACE_INFO_IP_ADDRESS));
-            record.deviceVersion = GetInfoString(tl, id, GenTL::DEVICE_INFO_VERSION).c_str();
-            record.groupVersionMajor = uint64_t(GetInfo<int64_t>(tl, id, GenTL::DEVICE_INFO_DEVICE_GROUP_VERSION_MAJOR));
-            record.groupVersionMinor = uint64_t(GetInfo<int64_t>(tl, id, GenTL::DEVICE_INFO_DEVICE_GROUP_VERSION_MINOR));
-            record.groupMemberCount = uint64_t(GetInfo<int64_t>(tl, id, GenTL::DEVICE_INFO_DEVICE_GROUP_MEMBER_COUNT));
-            record.groupEnable = GetInfo<bool>(tl, id, GenTL::DEVICE_INFO_DEVICE_GROUP_ENABLE);
-            record.groupSerial = GetInfoString(tl, id, GenTL::DEVICE_INFO_DEVICE_GROUP_SERIAL).c_str();
-            record.groupName = GetInfoString(tl, id, GenTL::DEVICE_INFO_DEVICE_GROUP_NAME).c_str();
+            record.interfaceId = iface->GetId().c_str();
+            record.interfaceMac = GetOptionalInfo<uint64_t>(tl, GenTL::INTERFACE_INFO_MAC_ADDRESS, 0);
+            record.interfaceIp = uint32_t(GetOptionalInfo<uint64_t>(tl, GenTL::INTERFACE_INFO_IP_ADDRESS, 0));
+            record.deviceVersion = GetOptionalInfoString(tl, id, GenTL::DEVICE_INFO_VERSION).c_str();
+            record.groupVersionMajor =
+                uint64_t(GetOptionalInfo<int64_t>(tl, id, GenTL::DEVICE_INFO_DEVICE_GROUP_VERSION_MAJOR, 0));
+            record.groupVersionMinor =
+                uint64_t(GetOptionalInfo<int64_t>(tl, id, GenTL::DEVICE_INFO_DEVICE_GROUP_VERSION_MINOR, 0));
+            record.groupMemberCount =
+                uint64_t(GetOptionalInfo<int64_t>(tl, id, GenTL::DEVICE_INFO_DEVICE_GROUP_MEMBER_COUNT, 0));
+            record.groupEnable = GetOptionalInfo<bool>(tl, id, GenTL::DEVICE_INFO_DEVICE_GROUP_ENABLE, false);
+            record.groupSerial = GetOptionalInfoString(tl, id, GenTL::DEVICE_INFO_DEVICE_GROUP_SERIAL).c_str();
+            record.groupName = GetOptionalInfoString(tl, id, GenTL::DEVICE_INFO_DEVICE_GROUP_NAME).c_str();
             devices.push_back(info);
         }
     }
@@ -297,7 +306,7 @@ static IDevice* ConstructDevice(TLDevice* tlDevice, Interface* iface) { return n
 IDevice* System::CreateDevice(DeviceInfo info) {
     std::lock_guard lock(m_systemLock);
     const DeviceInfo::Record& record = info.Fields();
-    Interface* iface = InterfaceOf(record.interfaceMac, record.interfaceIp, "Camera Interface not found");
+    Interface* iface = InterfaceOf(record, "Camera Interface not found");
     void* handle = nullptr;
     const GenTL::GC_ERROR result =
         iface->GetTLInterface()->OpenDevice(record.deviceId.c_str(), GenTL::DEVICE_ACCESS_CONTROL, &handle);
@@ -347,16 +356,21 @@ void System::RegisterDeviceDisconnectCallback(IDevice* device, IDisconnectCallba
     m_deviceCallbacks.RegisterCallback(device, callback);
 }
 
-Interface* System::InterfaceOf(uint64_t macAddress, uint32_t ipAddress, const char* notFound) {
+Interface* System::InterfaceOf(const DeviceInfo::Record& record, const char* notFound) {
+    // The interface the device was listed on, by its producer ID; a record without one (made
+    // by hand) is matched by the interface's addresses.
+    if (!record.interfaceId.empty())
+        for (Interface* iface : m_interfaces)
+            if (iface->GetId() == record.interfaceId.c_str()) return iface;
     for (Interface* iface : m_interfaces)
-        if (InterfaceMatches(iface, macAddress, ipAddress)) return iface;
+        if (InterfaceMatches(iface, record.interfaceMac, record.interfaceIp)) return iface;
     VIREO_THROW_PLAIN(InvalidArgument, notFound, kUnit, "FindInterface");
 }
 
 GenApi::INodeMap* System::GetTLInterfaceNodeMap(DeviceInfo info) {
     std::lock_guard lock(m_systemLock);
     const DeviceInfo::Record& record = info.Fields();
-    return InterfaceOf(record.interfaceMac, record.interfaceIp, "Camera Interface not found")->GetNodeMap();
+    return InterfaceOf(record, "Camera Interface not found")->GetNodeMap();
 }
 
 void System::ForceIp(unsigned long mac, unsigned long ip, unsigned long subnet, unsigned long gateway) {
@@ -364,10 +378,15 @@ void System::ForceIp(unsigned long mac, unsigned long ip, unsigned long subnet, 
     std::lock_guard lock(m_systemLock);
     RefreshInterfaces();
     // The first interface that reaches the camera does it; the others' failures mean nothing.
-    for (Interface* iface : m_interfaces)
-        if (iface->GetTLInterface()->ForceIp(mac, uint32_t(ip), uint32_t(subnet), uint32_t(gateway)) ==
-            GenTL::GC_ERR_SUCCESS)
-            return;
+    bool supported = false;
+    for (Interface* iface : m_interfaces) {
+        const GenTL::GC_ERROR result = iface->GetTLInterface()->ForceIp(mac, uint32_t(ip), uint32_t(subnet), uint32_t(gateway));
+        if (result == GenTL::GC_ERR_SUCCESS) return;
+        supported = supported || result != GenTL::GC_ERR_NOT_IMPLEMENTED;
+    }
+    // A producer without the operation must not let it pass for done.
+    if (!supported && !m_interfaces.empty())
+        VIREO_THROW_PLAIN(LogicalError, "The GenTL producer does not support forcing an IP address", kUnit, "ForceIp");
 }
 
 void System::ForceIp(const char* mac, const char* ip, const char* subnet, const char* gateway) {

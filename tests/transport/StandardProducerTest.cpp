@@ -1,16 +1,26 @@
-// Runs against the virtual producer built with the standard GenTL functions only, as another
-// vendor's producer would be: the SDK must find the extensions missing, at run time, and report
-// them like any other producer error.
+// Runs against the virtual producer built as a typical producer of another vendor: the standard
+// GenTL functions only, no GCGetPortURL, "Local:" URLs, none of the producer-specific info
+// commands, module node maps without the optional features, and an acquisition that stops after
+// the count DSStartAcquisition gives. The whole path must work all the same.
+#include <Vireo/ChunkData.h>
+#include <Vireo/Device.h>
 #include <Vireo/Library.h>
+#include <Vireo/NodeAccess.h>
 #include <Vireo/System.h>
 
 #include <gtest/gtest.h>
 
 #include "support/TextOf.h"
 
+#include <GenApi/GenApi.h>
 #include <GenTL/VirtualProducerControl.h>
 
+#include <chrono>
+#include <condition_variable>
 #include <memory>
+#include <mutex>
+#include <set>
+#include <string>
 
 #include "transport/Producer.h"
 
@@ -20,10 +30,11 @@ namespace {
 struct SystemCloser {
     void operator()(ISystem* system) const { CloseSystem(system); }
 };
+using OpenedSystem = std::unique_ptr<ISystem, SystemCloser>;
 
-
-TEST(StandardOnlyProducer, TheExtensionsAnswerNotImplemented) {
+TEST(ForeignProducer, TheExtensionsAnswerNotImplemented) {
     const ProducerFunctions& producer = Producer();
+    EXPECT_FALSE(IsOwnProducer());
     EXPECT_EQ(producer.IFForceIp(nullptr, 0, 0, 0, 0), GenTL::GC_ERR_NOT_IMPLEMENTED);
     EXPECT_EQ(producer.IFAddUnicastDiscoveryDevice(nullptr, 0), GenTL::GC_ERR_NOT_IMPLEMENTED);
     EXPECT_EQ(producer.IFRemoveUnicastDiscoveryDevice(nullptr, 0), GenTL::GC_ERR_NOT_IMPLEMENTED);
@@ -38,21 +49,133 @@ TEST(StandardOnlyProducer, TheExtensionsAnswerNotImplemented) {
     EXPECT_EQ(producer.TLOpen(&system), GenTL::GC_ERR_NOT_INITIALIZED);
 }
 
-TEST(StandardOnlyProducer, DiscoveryWorksAndTheExtensionsFailAsProducerErrors) {
-    std::unique_ptr<ISystem, SystemCloser> system(OpenSystem());
-    EXPECT_TRUE(system->UpdateDevices(200));
-    const std::vector<DeviceInfo> devices = system->GetDevices();
-    ASSERT_EQ(devices.size(), 6u);
-    EXPECT_EQ(devices.front().SerialNumber(), "VC2448C-0001");
+class ForeignSession : public ::testing::Test {
+protected:
+    void SetUp() override {
+        VirtualProducerClearFaults();
+        system.reset(OpenSystem());
+        ASSERT_TRUE(system->UpdateDevices(200));
+    }
+    void TearDown() override {
+        VirtualProducerClearFaults();
+        system.reset();
+        VirtualProducerUseCameras(nullptr, 0);
+    }
+    DeviceInfo Find(const char* serial) {
+        for (const DeviceInfo& info : system->GetDevices())
+            if (info.SerialNumber() == serial) return info;
+        ADD_FAILURE() << "no camera " << serial;
+        return DeviceInfo();
+    }
+    Device* Open(const char* serial) { return dynamic_cast<Device*>(system->CreateDevice(Find(serial))); }
+    OpenedSystem system;
+};
 
-    // Forcing an address is tried on every interface; none can, and that is not an error.
-    system->ForceIp(devices.front().MacAddress(), 0xC0A80A63ul, 0xFFFFFF00ul, 0);
-    system->UpdateDevices(200);
-    EXPECT_EQ(system->GetDevices().front().IpAddressStr(), "192.168.10.11");
+TEST_F(ForeignSession, DiscoveryListsWhatTheStandardCommandsTell) {
+    ASSERT_NE(system->GetTLSystemNodeMap(), nullptr) << "found by GCGetPortURLInfo, in a \"Local:\" URL";
+    std::set<std::string> serials;
+    for (const DeviceInfo& info : system->GetDevices()) {
+        serials.insert(info.SerialNumber().c_str());
+        EXPECT_EQ(info.IpAddress(), 0u) << "the producer's own information is absent, not an error";
+        EXPECT_FALSE(info.ModelName().empty());
+    }
+    EXPECT_EQ(serials, (std::set<std::string>{"VC2448C-0001", "VM1280M-0001", "VT640D-0001", "VM1280M-0002",
+                                              "VL4096L-0001", "VX2048S-0001"}));
+    EXPECT_EQ(system->GetInterfaces().size(), 2u);
+    EXPECT_NE(system->GetTLInterfaceNodeMap(Find("VM1280M-0002")), nullptr);
 
+    // What needs the producer's extensions says that the producer lacks them.
+    EXPECT_EQ(TextOf([&] { system->ForceIp(0x0256495200A2ul, 0xC0A80A63ul, 0xFFFFFF00ul, 0); }),
+              "LogicalErrorException: The GenTL producer does not support forcing an IP address (System, ForceIp)");
     EXPECT_EQ(TextOf([&] { system->GetUnicastDiscoveryDevices(); }),
               "RuntimeException: GenTL::System::GetUnicastDiscoveryDevices() failed. Error: [-1003]. (System, "
               "GetUnicastDiscoveryDevices)");
+}
+
+TEST_F(ForeignSession, ACameraIsOpenedControlledStreamedAndClosed) {
+    Device* camera = Open("VM1280M-0001");
+    ASSERT_NE(camera, nullptr);
+    EXPECT_EQ(camera->GetTLDeviceNodeMap()->GetNode("DeviceAccessStatus"), nullptr);
+    EXPECT_EQ(camera->GetTLStreamNodeMap(0)->GetNode("StreamAnnouncedBufferCount"), nullptr);
+    GenApi::INodeMap* map = camera->GetNodeMap();
+    SetNodeValue<int64_t>(map, "Width", 64);
+    SetNodeValue<int64_t>(map, "Height", 48);
+    SetNodeValue<bool>(map, "AcquisitionFrameRateEnable", false);
+    EXPECT_EQ(GetNodeValue<int64_t>(map, "Width"), 64);
+    EXPECT_NE(camera->GetTLInterfaceNodeMap(), nullptr);
+    EXPECT_TRUE(camera->IsConnected()) << "from the standard access status";
+
+    // More frames than buffers: the acquisition runs until it is stopped.
+    camera->StartStream(4);
+    EXPECT_EQ(GetNodeValue<int64_t>(map, "TLParamsLocked"), 1);
+    uint64_t previous = 0;
+    for (int frame = 0; frame < 1000; ++frame) {
+        IImage* image = camera->GetImage(2000);
+        ASSERT_EQ(image->GetWidth(), 64u);
+        if (frame > 0) {
+            ASSERT_GT(image->GetFrameId(), previous);
+        }
+        previous = image->GetFrameId();
+        camera->RequeueBuffer(image);
+    }
+    camera->StopStream();
+    EXPECT_EQ(GetNodeValue<int64_t>(map, "TLParamsLocked"), 0) << "camera stopped and unlocked without DeviceAccessStatus";
+    EXPECT_FALSE(camera->IsStreaming());
+
+    // Callbacks and chunks.
+    struct Counter : IImageCallback {
+        void OnImage(IImage* image) override {
+            std::lock_guard lock(mutex);
+            if (image->AsChunkData() != nullptr && image->VerifyCRC()) ++verified;
+            arrived.notify_all();
+        }
+        bool WaitFor(int count) {
+            std::unique_lock lock(mutex);
+            return arrived.wait_for(lock, std::chrono::seconds(20), [&] { return verified >= count; });
+        }
+        std::mutex mutex;
+        std::condition_variable arrived;
+        int verified = 0;
+    } counter;
+    SetNodeValue<bool>(map, "ChunkModeActive", true);
+    SetNodeValue<GenICam::gcstring>(map, "ChunkSelector", "CRC");
+    SetNodeValue<bool>(map, "ChunkEnable", true);
+    camera->RegisterImageCallback(&counter);
+    camera->StartStream(4);
+    EXPECT_TRUE(counter.WaitFor(1000));
+    camera->StopStream();
+    camera->DeregisterAllImageCallbacks();
+    system->DestroyDevice(camera);
+
+    // A device that never streamed is destroyed without a word.
+    camera = Open("VM1280M-0001");
+    EXPECT_EQ(TextOf([&] { system->DestroyDevice(camera); }), "");
+}
+
+TEST_F(ForeignSession, ADisconnectIsSeenWithoutTheConnectionStatusCommand) {
+    struct Watcher : IDisconnectCallback {
+        void OnDeviceDisconnected(IDevice*) override {
+            std::lock_guard lock(mutex);
+            ++calls;
+            changed.notify_all();
+        }
+        bool WaitFor(int count) {
+            std::unique_lock lock(mutex);
+            return changed.wait_for(lock, std::chrono::seconds(10), [&] { return calls >= count; });
+        }
+        std::mutex mutex;
+        std::condition_variable changed;
+        int calls = 0;
+    } watcher;
+    Device* camera = Open("VC2448C-0001");
+    system->RegisterDeviceDisconnectCallback(camera, &watcher);
+    ASSERT_EQ(VirtualProducerSetConnected("VC2448C-0001", 0), GenTL::GC_ERR_SUCCESS);
+    EXPECT_TRUE(watcher.WaitFor(1));
+    EXPECT_FALSE(camera->IsConnected());
+    ASSERT_EQ(VirtualProducerSetConnected("VC2448C-0001", 1), GenTL::GC_ERR_SUCCESS);
+    EXPECT_TRUE(watcher.WaitFor(2));
+    EXPECT_TRUE(camera->IsConnected());
+    system->DestroyDevice(camera);
 }
 
 } // namespace

@@ -99,7 +99,7 @@ void Description::BuildXml(const std::string& extraNodes) {
     std::vector<std::string> categories;
     std::map<std::string, std::vector<std::string>> members;
     for (const Feature& feature : m_features) {
-        if (feature.category.empty()) continue;
+        if (feature.category.empty() || feature.unpublished) continue;
         if (members.find(feature.category) == members.end()) categories.push_back(feature.category);
         members[feature.category].push_back(feature.name);
     }
@@ -118,6 +118,7 @@ void Description::BuildXml(const std::string& extraNodes) {
         if (!feature.selector.empty()) selected[feature.selector].push_back(feature.name);
 
     for (const Feature& feature : m_features) {
+        if (feature.unpublished) continue;
         const std::string reg = feature.name + "Reg";
         std::string common = "    <ToolTip>" + XmlEscape(feature.description) + "</ToolTip>\n";
         common += "    <Description>" + XmlEscape(feature.description) + "</Description>\n";

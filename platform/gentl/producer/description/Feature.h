@@ -42,6 +42,9 @@ struct Feature {
     // port at eventOffset of the event item (2: the ID, 8: the timestamp, 16: the data).
     uint32_t eventId = 0;
     uint64_t eventOffset = 0;
+    // Kept out of the description file: the register is there, but a consumer sees a module
+    // without the feature, as with producers that do not offer it.
+    bool unpublished = false;
     // Filled when the layout is built.
     uint64_t address = 0;
 };

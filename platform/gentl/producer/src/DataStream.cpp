@@ -2,6 +2,7 @@
 #include <chrono>
 
 #include "Modules.h"
+#include "ProducerState.h"
 
 namespace VirtualGenTL {
 namespace {
@@ -27,6 +28,7 @@ std::unique_ptr<RegisterSpace> StreamPort(const std::string& id, bool eventStrea
         BooleanFeature("StreamIsGrabbing", "StreamDiagnostics", Access::RO),
         IntegerFeature("StreamMultipartNumParts", "StreamControl", Access::RW, 1, 16),
     };
+    UnpublishWhenForeign(features, {"StreamBufferHandlingMode", "StreamAnnouncedBufferCount"});
     if (eventStream) {
         features.push_back(
             EnumerationFeature("StreamEvsOutputFormat", "EventSensorStreamControl", EvsOutputFormatEntries()));
@@ -288,6 +290,7 @@ void* DataStream::BufferId(uint32_t index) {
 }
 
 void DataStream::Info(GenTL::STREAM_INFO_CMD command, InfoAnswer& answer) {
+    RequireOwnInfoCommand(command, "STREAM_INFO");
     std::lock_guard lock(m_mutex);
     switch (command) {
     case GenTL::STREAM_INFO_ID: answer.String(m_id); break;
@@ -383,8 +386,9 @@ void DataStream::StartAcquisition(uint64_t count) {
     }
     // As in the GigE Vision producers this one models, the camera's AcquisitionMode decides how
     // many frames come; the count only has to be a valid one, and the stream runs until
-    // DSStopAcquisition.
-    (void)count;
+    // DSStopAcquisition. A standard producer delivers `count` buffers and then stops acquiring
+    // on its own (GENTL_INFINITE: until stopped).
+    m_framesToAcquire = ActsAsForeignProducer() ? count : GENTL_INFINITE;
     m_grabbing = true;
     m_stop = false;
     m_stopped = false;
@@ -543,6 +547,7 @@ void DataStream::Run() {
                 }
                 m_triggerArrived.notify_all();
             }
+            if (m_framesToAcquire != GENTL_INFINITE && --m_framesToAcquire == 0) return;
         }
     }
 }

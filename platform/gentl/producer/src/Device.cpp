@@ -28,6 +28,8 @@ std::unique_ptr<RegisterSpace> DevicePort(const VirtualCamera& camera, const std
     features[5].representation = "IPV4Address";
     features[6].representation = "IPV4Address";
     features[7].representation = "MACAddress";
+    UnpublishWhenForeign(features, {"DeviceAccessStatus", "TCPEnable", "StreamMultipartEnable",
+                                    "MultipartFeaturesImplementedEnable", "DeviceStreamProtocol"});
     auto description = std::make_shared<const Description>(header, features);
     const std::string xml = description->Xml();
     auto port = std::make_unique<RegisterSpace>(description, std::vector<uint8_t>(xml.begin(), xml.end()));
@@ -79,7 +81,12 @@ void Device::Close() {
 }
 
 void Device::Info(GenTL::DEVICE_INFO_CMD command, InfoAnswer& answer) const {
-    Interface::DeviceInfo(*m_camera, m_id, command, GenTL::DEVICE_ACCESS_STATUS_OPEN_READWRITE, answer);
+    // Without a connection-status command, the access status is how a consumer sees that an
+    // open device went away.
+    const bool reachable = !ActsAsForeignProducer() || m_camera->Connected();
+    Interface::DeviceInfo(*m_camera, m_id, command,
+                          reachable ? GenTL::DEVICE_ACCESS_STATUS_OPEN_READWRITE : GenTL::DEVICE_ACCESS_STATUS_NOACCESS,
+                          answer);
 }
 
 const std::string& Device::DataStreamId(uint32_t index) const {

@@ -26,6 +26,7 @@ std::unique_ptr<RegisterSpace> InterfacePort(const std::string& id, uint64_t mac
     features[2].representation = "MACAddress";
     features[3].representation = "IPV4Address";
     features[4].representation = "IPV4Address";
+    UnpublishWhenForeign(features, {"GevInterfaceMACAddress", "GevInterfaceSubnetIPAddress", "GevInterfaceSubnetMask"});
     auto description = std::make_shared<const Description>(header, features);
     const std::string xml = description->Xml();
     auto port = std::make_unique<RegisterSpace>(description, std::vector<uint8_t>(xml.begin(), xml.end()));
@@ -52,6 +53,7 @@ Interface::Interface(uint32_t index, uint64_t macAddress, uint32_t ipAddress, ui
 }
 
 void Interface::Info(GenTL::INTERFACE_INFO_CMD command, InfoAnswer& answer) const {
+    RequireOwnInfoCommand(command, "INTERFACE_INFO");
     switch (command) {
     case GenTL::INTERFACE_INFO_ID: answer.String(m_id); break;
     case GenTL::INTERFACE_INFO_DISPLAYNAME: answer.String("Virtual GigE Vision adapter " + std::to_string(m_index)); break;
@@ -159,6 +161,7 @@ std::vector<uint32_t> Interface::UnicastDevices() const {
 void Interface::DeviceInfo(const VirtualCamera& camera, const std::string& id, GenTL::DEVICE_INFO_CMD command,
                            int32_t accessStatus, InfoAnswer& answer) {
     const CameraIdentity& identity = camera.Identity();
+    RequireOwnInfoCommand(command, "DEVICE_INFO");
     switch (command) {
     case GenTL::DEVICE_INFO_ID: answer.String(id); break;
     case GenTL::DEVICE_INFO_VENDOR: answer.String(camera.Model().vendorName); break;

@@ -137,6 +137,8 @@ GC_ERROR GCWritePort(PORT_HANDLE hPort, uint64_t iAddress, const void* pBuffer, 
 
 GC_ERROR GCGetPortURL(PORT_HANDLE hPort, char* sURL, size_t* piSize) {
     return Guard("GCGetPortURL", [&] {
+        // The GenTL 1.0 call, which many producers no longer implement.
+        if (ActsAsForeignProducer()) Fail(GC_ERR_NOT_IMPLEMENTED, "GCGetPortURL is not implemented: use GCGetPortURLInfo");
         std::shared_ptr<Object> keep;
         RegisterSpace& port = PortOf(hPort, keep);
         AnswerString(port.FileUrl(keep->DescriptionFileName()), sURL, Required(piSize, "the size"));
@@ -184,7 +186,12 @@ GC_ERROR GCGetPortURLInfo(PORT_HANDLE hPort, uint32_t iURLIndex, URL_INFO_CMD iI
         if (iURLIndex != 0) Fail(GC_ERR_INVALID_INDEX, "the port has one URL");
         InfoAnswer answer(piType, pBuffer, piSize);
         switch (iInfoCmd) {
-        case URL_INFO_URL: answer.String(port.FileUrl(keep->DescriptionFileName())); break;
+        case URL_INFO_URL: {
+            std::string url = port.FileUrl(keep->DescriptionFileName());
+            if (ActsAsForeignProducer()) url[0] = 'L';  // schemes are case-insensitive; many write "Local:"
+            answer.String(url);
+            break;
+        }
         case URL_INFO_SCHEMA_VER_MAJOR: answer.Int32(1); break;
         case URL_INFO_SCHEMA_VER_MINOR: answer.Int32(1); break;
         case URL_INFO_FILE_VER_MAJOR: answer.Int32(1); break;

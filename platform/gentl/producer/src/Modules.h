@@ -221,6 +221,7 @@ private:
     std::deque<std::shared_ptr<BufferEntry>> m_input;
     std::deque<std::shared_ptr<BufferEntry>> m_output;
     uint64_t m_delivered_count = 0, m_underruns = 0, m_started = 0;
+    uint64_t m_framesToAcquire = GENTL_INFINITE;  // what is left of DSStartAcquisition's count
     std::atomic<bool> m_grabbing{false};
     uint64_t m_abortGeneration = 0;  // bumped by stop and kill: ends pending waits
     // A consumer's thread may begin its wait just after the kill meant for it: a kill that

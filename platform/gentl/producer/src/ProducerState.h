@@ -13,6 +13,8 @@
 #include <GenTL/GenTL.h>
 
 #include "../camera/VirtualCamera.h"
+#include "../description/Feature.h"
+#include "Errors.h"
 
 namespace VirtualGenTL {
 
@@ -44,6 +46,11 @@ public:
     std::map<uint32_t, uint64_t> discoveryTimeMs;  // by interface index
     std::atomic<uint32_t> discoveriesInProgress{0};
     std::atomic<uint32_t> maximumConcurrentDiscoveries{0};
+    // Behaves as a typical producer of another vendor: no GCGetPortURL, "Local:" URLs, none of
+    // the producer-specific info commands, reduced module node maps, standard payload types
+    // and the acquisition count honoured. Set once, when the library is loaded, in the build
+    // that stands for another vendor's producer.
+    std::atomic<bool> foreign{false};
 
     // The cameras of the default installation (used when none are configured).
     static std::vector<NetworkCamera> DefaultCameras();
@@ -57,6 +64,24 @@ inline std::string ScopedFaultKey(const char* function, const char* moduleId) {
 
 // Throws unless the library is initialised.
 void RequireInitialized();
+
+// Whether the producer stands for another vendor's (see ProducerState::foreign).
+inline bool ActsAsForeignProducer() { return ProducerState::Instance().foreign.load(std::memory_order_relaxed); }
+
+// Module features that producers of other vendors often lack: unpublished when this one
+// stands for such a producer.
+inline void UnpublishWhenForeign(std::vector<Feature>& features, std::initializer_list<const char*> names) {
+    if (!ActsAsForeignProducer()) return;
+    for (Feature& feature : features)
+        for (const char* name : names)
+            if (feature.name == name) feature.unpublished = true;
+}
+
+// Producer-specific info commands (from 1000 on) are absent from another vendor's producer.
+inline void RequireOwnInfoCommand(int32_t command, const char* kind) {
+    if (command >= 1000 && ActsAsForeignProducer())
+        Fail(GenTL::GC_ERR_NOT_IMPLEMENTED, std::string(kind) + " command " + std::to_string(command) + " is not supported");
+}
 
 } // namespace VirtualGenTL
 
