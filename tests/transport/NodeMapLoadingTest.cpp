@@ -9,6 +9,8 @@
 #include <Vireo/TLSystem.h>
 
 #include <stdexcept>
+#include <string>
+#include <vector>
 
 #include "transport/Errors.h"
 #include "transport/Producer.h"
@@ -26,6 +28,16 @@ TEST(DescriptionUrl, LocalUrlsGiveNameAddressAndLength) {
     EXPECT_EQ(location.fileName, "///Vireo_VC_2448C.zip");
     EXPECT_EQ(location.address, 0x100000);
     EXPECT_EQ(location.length, 0x1F3C);
+}
+
+TEST(DescriptionUrl, SchemesAreMatchedInAnyCase) {
+    for (const char* url : {"Local:GenTLSystem.xml;1000;2A0", "LOCAL:GenTLSystem.xml;1000;2A0"}) {
+        const DescriptionLocation location = ParseDescriptionUrl(url);
+        EXPECT_TRUE(location.local) << url;
+        EXPECT_EQ(location.address, 0x1000) << url;
+        EXPECT_EQ(location.length, 0x2A0) << url;
+    }
+    EXPECT_EQ(ParseDescriptionUrl("File:///opt/GenTLDevice.xml").path, "///opt/GenTLDevice.xml");
 }
 
 TEST(DescriptionUrl, FileUrlsGiveThePath) {
@@ -114,6 +126,48 @@ public:
 private:
     std::string m_url;
 };
+
+// A module of a producer without GCGetPortURL, publishing these URLs (its real one last).
+class ListedUrlsModule : public TLBase {
+public:
+    ListedUrlsModule(void* handle, std::vector<std::string> urls) : TLBase(handle), m_urls(std::move(urls)) {}
+    GenTL::GC_ERROR GetPortURL(char*, size_t*) override { return GenTL::GC_ERR_NOT_IMPLEMENTED; }
+    GenTL::GC_ERROR GetNumPortURLs(uint32_t* count) override {
+        *count = uint32_t(m_urls.size() + 1);
+        return GenTL::GC_ERR_SUCCESS;
+    }
+    GenTL::GC_ERROR GetPortURLInfo(uint32_t index, int32_t command, int32_t* type, void* buffer, size_t* size) override {
+        if (index == m_urls.size()) return TLBase::GetPortURLInfo(0, command, type, buffer, size);
+        const std::string& url = m_urls.at(index);
+        if (command != GenTL::URL_INFO_URL || url.size() + 1 > *size) return GenTL::GC_ERR_INVALID_PARAMETER;
+        std::copy(url.c_str(), url.c_str() + url.size() + 1, static_cast<char*>(buffer));
+        return GenTL::GC_ERR_SUCCESS;
+    }
+
+private:
+    std::vector<std::string> m_urls;
+};
+
+TEST_F(ModuleNodeMaps, WithoutGCGetPortURLTheFirstPublishedUrlThatLoadsServes) {
+    // A file that is not there, a local file that is no description: both passed over.
+    ListedUrlsModule module(system.GetHandle(), {"file:///nonexistent/GenTLSystem.xml", "Local:GenTLSystem.xml;0;40"});
+    Port port(&module);
+    GenApi::INodeMap* map = InitNodeMap(&module, port);
+    ASSERT_NE(map, nullptr);
+    EXPECT_EQ(GenApi::CStringPtr(map->GetNode("TLVendorName"))->GetValue(), "Vireo");
+    Destroy(map);
+
+    // None usable: the module has no node map, and that is no error.
+    struct NoUrls : ListedUrlsModule {
+        using ListedUrlsModule::ListedUrlsModule;
+        GenTL::GC_ERROR GetNumPortURLs(uint32_t* count) override {
+            *count = 0;
+            return GenTL::GC_ERR_SUCCESS;
+        }
+    } none(system.GetHandle(), {});
+    Port nonePort(&none);
+    EXPECT_EQ(InitNodeMap(&none, nonePort), nullptr);
+}
 
 TEST_F(ModuleNodeMaps, AMissingFileGivesNoNodeMap) {
     RedirectedModule module(system.GetHandle(), "file:///nonexistent/GenTLSystem.xml");
