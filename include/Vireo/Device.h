@@ -27,15 +27,22 @@ class VIREO_API StreamInfo {
 public:
     // Takes ownership of an open TLDataStream and builds its node map.
     explicit StreamInfo(TLDataStream* dataStream);
+    // A stream the producer would not open: it has neither module nor node map, and starting
+    // it reports the producer's error.
+    StreamInfo(GenTL::GC_ERROR openError, std::string openErrorText);
     StreamInfo(const StreamInfo&) = delete;
     StreamInfo& operator=(const StreamInfo&) = delete;
     // Destroys the node map, then closes and deletes the data stream.
     virtual ~StreamInfo();
     TLDataStream* GetTLDataStream() { return m_dataStream; }
     GenApi::INodeMap* GetNodeMap() { return m_nodeMap; }
+    // The open data stream; for one that did not open, raises the producer's error then.
+    TLDataStream* RequireDataStream(const char* function);
 
 private:
     TLDataStream* m_dataStream;
+    GenTL::GC_ERROR m_openError = GenTL::GC_ERR_SUCCESS;
+    std::string m_openErrorText;
     Port m_port;
     GenApi::INodeMap* m_nodeMap = nullptr;
 };

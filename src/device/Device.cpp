@@ -9,6 +9,7 @@
 
 #include "../transport/Errors.h"
 #include "../transport/InterfaceInfo.h"
+#include "../transport/Producer.h"
 #include "../transport/LibraryLog.h"
 #include "../transport/NodeMapLoading.h"
 #include "DeviceStreams.h"
@@ -87,6 +88,12 @@ void EnumerateStreams(TLDevice* tlDevice, std::vector<StreamInfo*>& streams) {
         result = tlDevice->GetDataStreamID(index, id, &size);
         void* handle = nullptr;
         if (result == GenTL::GC_ERR_SUCCESS) result = tlDevice->OpenDataStream(id, &handle);
+        // With another vendor's producer a stream that does not open leaves the device usable
+        // for control; starting that stream reports why.
+        if (result != GenTL::GC_ERR_SUCCESS && !IsOwnProducer()) {
+            streams.push_back(new StreamInfo(result, FetchLastError()));
+            continue;
+        }
         if (result != GenTL::GC_ERR_SUCCESS)
             VIREO_THROW_PRODUCER_ERROR(result, "Unable to open datastream", kUnit, "EnumerateStreams",
                                        "DevOpenDataStream");
@@ -161,10 +168,22 @@ StreamInfo::StreamInfo(TLDataStream* dataStream) : m_dataStream(dataStream), m_p
     }
 }
 
+StreamInfo::StreamInfo(GenTL::GC_ERROR openError, std::string openErrorText)
+    : m_dataStream(nullptr), m_openError(openError), m_openErrorText(std::move(openErrorText)) {}
+
+TLDataStream* StreamInfo::RequireDataStream(const char* function) {
+    if (m_dataStream == nullptr)
+        ThrowProducerErrorWithText(m_openError, "Unable to open datastream", kUnit, function, "DevOpenDataStream",
+                                   m_openErrorText, VIREO_SOURCE_FILE, __LINE__);
+    return m_dataStream;
+}
+
 StreamInfo::~StreamInfo() {
     if (m_nodeMap != nullptr) dynamic_cast<GenApi::IDestroy*>(m_nodeMap)->Destroy();
-    m_dataStream->Close();
-    delete m_dataStream;
+    if (m_dataStream != nullptr) {
+        m_dataStream->Close();
+        delete m_dataStream;
+    }
 }
 
 Device::Device(TLDevice* tlDevice, Interface* iface) : m_tlDevice(tlDevice), m_interface(iface) {

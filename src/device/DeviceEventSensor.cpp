@@ -59,7 +59,7 @@ void Device::StartStreamEVS(int stream, size_t numBuffers) {
 
     // Trigger events before the acquisition, so that the edges of its first frame periods are
     // kept too. A producer without them still streams the sensor's events.
-    TLDataStream* dataStream = info->GetTLDataStream();
+    TLDataStream* dataStream = info->RequireDataStream("StartStreamEVS");
     void* handle = nullptr;
     const GenTL::GC_ERROR registered = dataStream->RegisterEvent(GenTL::EVENT_NEW_EVS_TRIGGER, &handle);
     if (registered != GenTL::GC_ERR_SUCCESS && registered != GenTL::GC_ERR_NOT_IMPLEMENTED)

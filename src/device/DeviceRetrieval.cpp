@@ -14,6 +14,7 @@
 #include <Vireo/NodeAccess.h>
 
 #include "../transport/Errors.h"
+#include "../transport/Producer.h"
 #include "DeviceStreams.h"
 
 namespace Vireo {
@@ -27,6 +28,16 @@ constexpr uint64_t kPayloadChunkData = 4;
 constexpr uint64_t kPayloadCompressedImage = 1001;
 constexpr uint64_t kPayloadCompressedImageWithChunks = 1002;
 constexpr uint64_t kPayloadImageWithChunks = 0x4001;
+// The standard payload types other producers deliver: chunk data only (GenTL's own code for
+// it), and the types that carry no image (raw data, file, JPEG, JPEG 2000, H.264, device
+// specific, GenDC), delivered as plain buffers.
+constexpr uint64_t kPayloadChunkOnly = 8;
+bool CarriesNoImage(uint64_t payloadType) {
+    switch (payloadType) {
+    case 2: case 3: case 5: case 6: case 7: case 9: case 11: return true;
+    default: return false;
+    }
+}
 
 // A GigE Vision event packet is at most one GVCP message.
 constexpr size_t kEventDataSize = 576;
@@ -39,6 +50,16 @@ T BufferInfoOf(TLDataStream* stream, void* buffer, int32_t command, const char* 
     const GenTL::GC_ERROR result = stream->GetBufferInfo(buffer, command, &type, &value, &size);
     if (result != GenTL::GC_ERR_SUCCESS) VIREO_THROW_PRODUCER_ERROR(result, failure, kUnit, "GetBuffer", gentlCall);
     return value;
+}
+
+// Whether an image buffer also carries chunks; a producer that cannot tell sends none.
+bool ContainsChunks(TLDataStream* stream, void* buffer) {
+    GenTL::bool8_t contains = 0;
+    int32_t type = 0;
+    size_t size = sizeof contains;
+    return stream->GetBufferInfo(buffer, GenTL::BUFFER_INFO_CONTAINS_CHUNKDATA, &type, &contains, &size) ==
+               GenTL::GC_ERR_SUCCESS &&
+           contains != 0;
 }
 
 } // namespace
@@ -117,6 +138,13 @@ IBuffer* Device::GetBuffer(int stream, uint64_t timeout) {
         BufferInfoOf<uint64_t>(dataStream, handle, GenTL::BUFFER_INFO_PAYLOADTYPE, "Unable to get buffer payload type",
                                "DSGetBufferInfo, BUFFER_INFO_PAYLOADTYPE");
     // Each object is handed out through its interface's IBuffer (the Buffer part has its own).
+    // Another vendor's producer marks an image that also carries chunks by a flag rather than
+    // by a payload type of its own.
+    if (payloadType == kPayloadImage && !IsOwnProducer() && ContainsChunks(dataStream, handle)) {
+        std::unique_ptr<ImageExtendedChunk> image(new ImageExtendedChunk(dataStream, handle, NewChunkNodeMap()));
+        AttachChunks(handle, image->GetData(), image->GetSizeFilled());
+        return static_cast<IImage*>(image.release());
+    }
     if (payloadType == kPayloadImage) return static_cast<IImage*>(new Image(dataStream, handle));
     if (payloadType == kPayloadCompressedImage)
         return static_cast<ICompressedImage*>(new CompressedImage(dataStream, handle));
@@ -127,13 +155,14 @@ IBuffer* Device::GetBuffer(int stream, uint64_t timeout) {
         AttachChunks(handle, image->GetData(), filled);
         return static_cast<IImage*>(image.release());
     }
-    if (payloadType == kPayloadChunkData) {
+    if (payloadType == kPayloadChunkData || payloadType == kPayloadChunkOnly) {
         std::unique_ptr<ChunkData> chunks(new ChunkData(dataStream, handle, NewChunkNodeMap()));
         AttachChunks(handle, chunks->GetData(), chunks->GetSizeFilled());
         return static_cast<IChunkData*>(chunks.release());
     }
     if (payloadType == kPayloadCompressedImageWithChunks)
         return static_cast<ICompressedImage*>(new CompressedImageExtendedChunk(dataStream, handle, NewChunkNodeMap()));
+    if (CarriesNoImage(payloadType)) return new Buffer(dataStream, handle);
     VIREO_THROW_PLAIN(LogicalError, "Unknown payload type", kUnit, "GetBuffer");
 }
 
@@ -224,14 +253,15 @@ void Device::RequeueBuffer(int stream, IBuffer* buffer) {
 }
 
 void Device::WaitForNextLeader(int stream, uint64_t timeout) {
-    const GenTL::GC_ERROR result = m_streams.at(size_t(stream))->GetTLDataStream()->WaitForNextLeader(timeout);
+    const GenTL::GC_ERROR result = m_streams.at(size_t(stream))->RequireDataStream("WaitForNextLeader")->WaitForNextLeader(timeout);
     if (result != GenTL::GC_ERR_SUCCESS)
         VIREO_THROW_PRODUCER_ERROR(result, "Wait for next leader failed", kUnit, "WaitForNextLeader",
                                    "DSWaitForNextLeader");
 }
 
 void Device::ResetWaitForNextLeader(int stream) {
-    const GenTL::GC_ERROR result = m_streams.at(size_t(stream))->GetTLDataStream()->ResetWaitForNextLeader();
+    const GenTL::GC_ERROR result =
+        m_streams.at(size_t(stream))->RequireDataStream("ResetWaitForNextLeader")->ResetWaitForNextLeader();
     if (result != GenTL::GC_ERR_SUCCESS)
         VIREO_THROW_PRODUCER_ERROR(result, "Wait for next leader failed", kUnit, "ResetWaitForNextLeader",
                                    "DSResetWaitForNextLeader");

@@ -168,7 +168,7 @@ void Device::StartStream(int stream, size_t numBuffers) {
     }
 
     StreamInfo* info = m_streams[size_t(stream)];
-    TLDataStream* dataStream = info->GetTLDataStream();
+    TLDataStream* dataStream = info->RequireDataStream("StartStream");
     // A stream without the feature (other vendors' producers) uses its producer's default mode.
     GenApi::INodeMap* streamMap = info->GetNodeMap();
     const bool modeDescribed = IsOwnProducer() || (streamMap != nullptr && streamMap->GetNode("StreamBufferHandlingMode") != nullptr);

@@ -152,6 +152,49 @@ TEST_F(ForeignSession, ACameraIsOpenedControlledStreamedAndClosed) {
     EXPECT_EQ(TextOf([&] { system->DestroyDevice(camera); }), "");
 }
 
+TEST_F(ForeignSession, StandardPayloadTypesArriveAsTheirKindOfObject) {
+    Device* camera = Open("VM1280M-0001");
+    GenApi::INodeMap* map = camera->GetNodeMap();
+    SetNodeValue<int64_t>(map, "Width", 64);
+    SetNodeValue<int64_t>(map, "Height", 48);
+    SetNodeValue<bool>(map, "ChunkModeActive", true);
+    SetNodeValue<GenICam::gcstring>(map, "ChunkSelector", "FrameCounter");
+    SetNodeValue<bool>(map, "ChunkEnable", true);
+    // An image (type 1) that says it carries chunks: parsed, and its chunk features readable.
+    camera->StartStream(4);
+    IImage* image = camera->GetImage(2000);
+    EXPECT_EQ(image->GetPayloadType(), 1u);
+    ASSERT_NE(image->AsChunkData(), nullptr);
+    EXPECT_EQ(uint64_t(GetNodeValue<int64_t>(map, "ChunkFrameCounter")), image->GetFrameId());
+    camera->RequeueBuffer(image);
+    camera->StopStream();
+    // Chunks without an image (type 8): chunk data, not an image.
+    SetNodeValue<bool>(map, "GevSCCFGExtendedChunkData", false);
+    camera->StartStream(4);
+    EXPECT_EQ(TextOf([&] { camera->GetImage(2000); }),
+              "LogicalErrorException: Failed to cast Vireo::IBuffer* to Vireo::IImage*  (Device, GetImage)");
+    IBuffer* buffer = camera->GetBuffer(2000);
+    EXPECT_EQ(buffer->GetPayloadType(), 8u);
+    EXPECT_NE(buffer->AsChunkData(), nullptr);
+    camera->RequeueBuffer(buffer);
+    camera->StopStream();
+    system->DestroyDevice(camera);
+}
+
+TEST_F(ForeignSession, AStreamThatDoesNotOpenLeavesTheCameraUnderControl) {
+    ASSERT_EQ(VirtualProducerFailCall("DevOpenDataStream", 0, GenTL::GC_ERR_ACCESS_DENIED, "stream in use"),
+              GenTL::GC_ERR_SUCCESS);
+    Device* camera = Open("VM1280M-0001");
+    ASSERT_NE(camera, nullptr);
+    SetNodeValue<int64_t>(camera->GetNodeMap(), "Width", 128);
+    EXPECT_EQ(GetNodeValue<int64_t>(camera->GetNodeMap(), "Width"), 128);
+    EXPECT_EQ(TextOf([&] { camera->StartStream(4); }),
+              "AccessException (GC_ERR_ACCESS_DENIED): Unable to open datastream (Device, StartStream; "
+              "GenTL::DevOpenDataStream); DevOpenDataStream: stream in use");
+    EXPECT_FALSE(camera->IsStreaming());
+    EXPECT_EQ(TextOf([&] { system->DestroyDevice(camera); }), "");
+}
+
 TEST_F(ForeignSession, ADisconnectIsSeenWithoutTheConnectionStatusCommand) {
     struct Watcher : IDisconnectCallback {
         void OnDeviceDisconnected(IDevice*) override {

@@ -328,6 +328,16 @@ void DataStream::Info(GenTL::STREAM_INFO_CMD command, InfoAnswer& answer) {
     }
 }
 
+// GigE Vision's own payload codes (0x4001 image with extended chunks, 4 chunk data) are this
+// producer's answer; a standard producer reports an image (with BUFFER_INFO_CONTAINS_CHUNKDATA)
+// and GenTL's chunk-only type.
+static size_t ReportedPayloadType(uint64_t payloadType) {
+    if (!ActsAsForeignProducer()) return size_t(payloadType);
+    if (payloadType == 0x4001) return GenTL::PAYLOAD_TYPE_IMAGE;
+    if (payloadType == GenTL::PAYLOAD_TYPE_CHUNK_DATA) return GenTL::PAYLOAD_TYPE_CHUNK_ONLY;
+    return size_t(payloadType);
+}
+
 void DataStream::BufferInfo(void* bufferHandle, GenTL::BUFFER_INFO_CMD command, InfoAnswer& answer) {
     std::lock_guard lock(m_mutex);
     const std::shared_ptr<BufferEntry> buffer = FindBuffer(bufferHandle);
@@ -352,7 +362,7 @@ void DataStream::BufferInfo(void* bufferHandle, GenTL::BUFFER_INFO_CMD command, 
     case GenTL::BUFFER_INFO_FRAMEID: answer.UInt64(frame.frameId); break;
     case GenTL::BUFFER_INFO_IMAGEPRESENT: answer.Bool8(frame.payloadType != GenTL::PAYLOAD_TYPE_CHUNK_DATA); break;
     case GenTL::BUFFER_INFO_IMAGEOFFSET: answer.SizeT(0); break;
-    case GenTL::BUFFER_INFO_PAYLOADTYPE: answer.SizeT(frame.payloadType); break;
+    case GenTL::BUFFER_INFO_PAYLOADTYPE: answer.SizeT(ReportedPayloadType(frame.payloadType)); break;
     case GenTL::BUFFER_INFO_PIXELFORMAT: answer.UInt64(frame.pixelFormat); break;
     case GenTL::BUFFER_INFO_PIXELFORMAT_NAMESPACE: answer.UInt64(GenTL::PIXELFORMAT_NAMESPACE_PFNC_32BIT); break;
     case GenTL::BUFFER_INFO_DELIVERED_IMAGEHEIGHT: answer.SizeT(frame.height); break;
