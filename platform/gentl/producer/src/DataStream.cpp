@@ -362,7 +362,10 @@ void DataStream::BufferInfo(void* bufferHandle, GenTL::BUFFER_INFO_CMD command, 
     case GenTL::BUFFER_INFO_FRAMEID: answer.UInt64(frame.frameId); break;
     case GenTL::BUFFER_INFO_IMAGEPRESENT: answer.Bool8(frame.payloadType != GenTL::PAYLOAD_TYPE_CHUNK_DATA); break;
     case GenTL::BUFFER_INFO_IMAGEOFFSET: answer.SizeT(0); break;
-    case GenTL::BUFFER_INFO_PAYLOADTYPE: answer.SizeT(ReportedPayloadType(frame.payloadType)); break;
+    case GenTL::BUFFER_INFO_PAYLOADTYPE:
+        answer.SizeT(!buffer->parts.empty() && ActsAsForeignProducer() ? size_t(GenTL::PAYLOAD_TYPE_MULTI_PART)
+                                                                      : ReportedPayloadType(frame.payloadType));
+        break;
     case GenTL::BUFFER_INFO_PIXELFORMAT: answer.UInt64(frame.pixelFormat); break;
     case GenTL::BUFFER_INFO_PIXELFORMAT_NAMESPACE: answer.UInt64(GenTL::PIXELFORMAT_NAMESPACE_PFNC_32BIT); break;
     case GenTL::BUFFER_INFO_DELIVERED_IMAGEHEIGHT: answer.SizeT(frame.height); break;
@@ -583,7 +586,7 @@ void DataStream::SpinBeforeBlocking(std::unique_lock<std::mutex>& lock, Ready re
 
 GenTL::BUFFER_HANDLE DataStream::WaitDelivered(uint64_t timeoutMs, void** userPointer) {
     std::unique_lock lock(m_mutex);
-    if (m_pendingKill && m_output.empty()) {
+    if (m_pendingKill) {
         m_pendingKill = false;
         Fail(GenTL::GC_ERR_ABORT, "the wait was aborted before it began");
     }
@@ -600,7 +603,8 @@ GenTL::BUFFER_HANDLE DataStream::WaitDelivered(uint64_t timeoutMs, void** userPo
     } else if (!m_delivered.wait_for(lock, std::chrono::milliseconds(timeoutMs), ready)) {
         Fail(GenTL::GC_ERR_TIMEOUT, "no buffer was delivered within " + std::to_string(timeoutMs) + " ms");
     }
-    if (m_output.empty())
+    // A kill ends this wait even when a buffer arrived with it: the buffer stays for the next.
+    if (m_output.empty() || m_abortGeneration != generation)
         Fail(GenTL::GC_ERR_ABORT, m_stopped ? "the acquisition is stopped" : "the wait was aborted");
     auto buffer = m_output.front();
     m_output.pop_front();
