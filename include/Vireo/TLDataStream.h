@@ -23,6 +23,9 @@ public:
     virtual GenTL::GC_ERROR StartAcquisition(int32_t flags, uint64_t count);
     virtual GenTL::GC_ERROR StopAcquisition(int32_t flags);
     virtual GenTL::GC_ERROR GetBufferChunkData(void* bufferHandle, GenTL::S_SINGLE_CHUNK_DATA* chunks, size_t* count);
+    virtual GenTL::GC_ERROR GetNumBufferParts(void* bufferHandle, uint32_t* count);
+    virtual GenTL::GC_ERROR GetBufferPartInfo(void* bufferHandle, uint32_t part, int32_t cmd, int32_t* type,
+                                              void* buffer, size_t* size);
     virtual GenTL::GC_ERROR WaitForNextLeader(uint64_t timeoutMs);
     virtual GenTL::GC_ERROR ResetWaitForNextLeader();
     virtual GenTL::GC_ERROR SetupResendRetryParams(uint64_t resendWindowFrameCount, double frameRate,

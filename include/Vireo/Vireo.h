@@ -34,6 +34,7 @@
 #include <Vireo/CompressedImageExtendedChunk.h>
 #include <Vireo/Image.h>
 #include <Vireo/ImageExtendedChunk.h>
+#include <Vireo/MultipartImage.h>
 #include <Vireo/ImageFactory.h>
 #include <Vireo/OverlayInfo.h>
 #include <Vireo/Crc.h>

@@ -11,6 +11,7 @@
 #include <Vireo/CompressedImageExtendedChunk.h>
 #include <Vireo/Image.h>
 #include <Vireo/ImageExtendedChunk.h>
+#include <Vireo/MultipartImage.h>
 #include <Vireo/NodeAccess.h>
 
 #include "../transport/Errors.h"
@@ -32,6 +33,7 @@ constexpr uint64_t kPayloadImageWithChunks = 0x4001;
 // it), and the types that carry no image (raw data, file, JPEG, JPEG 2000, H.264, device
 // specific, GenDC), delivered as plain buffers.
 constexpr uint64_t kPayloadChunkOnly = 8;
+constexpr uint64_t kPayloadMultipart = 10;
 bool CarriesNoImage(uint64_t payloadType) {
     switch (payloadType) {
     case 2: case 3: case 5: case 6: case 7: case 9: case 11: return true;
@@ -162,6 +164,7 @@ IBuffer* Device::GetBuffer(int stream, uint64_t timeout) {
     }
     if (payloadType == kPayloadCompressedImageWithChunks)
         return static_cast<ICompressedImage*>(new CompressedImageExtendedChunk(dataStream, handle, NewChunkNodeMap()));
+    if (payloadType == kPayloadMultipart) return static_cast<IImage*>(new MultipartImage(dataStream, handle));
     if (CarriesNoImage(payloadType)) return new Buffer(dataStream, handle);
     VIREO_THROW_PLAIN(LogicalError, "Unknown payload type", kUnit, "GetBuffer");
 }

@@ -91,6 +91,7 @@ IImage* Copy(IImage* pImage) try {
     if (image == nullptr) VIREO_THROW_PLAIN(InvalidArgument, "Image is not a Vireo image", kUnit, name);
     switch (pImage->GetPayloadType()) {
     case GenTL::PAYLOAD_TYPE_IMAGE:
+    case GenTL::PAYLOAD_TYPE_MULTI_PART:  // the image of its first part
         return new Image(image);
     case GenTL::PAYLOAD_TYPE_IMAGE_EXTENDED_CHUNK:
         // The copy carries the chunk bytes; reading them needs a chunk node map, which belongs
@@ -143,6 +144,7 @@ void Destroy(IImage* pImage) {
     switch (pImage->GetPayloadType()) {
     case GenTL::PAYLOAD_TYPE_IMAGE:
     case GenTL::PAYLOAD_TYPE_IMAGE_EXTENDED_CHUNK:
+    case GenTL::PAYLOAD_TYPE_MULTI_PART:
         if (!buffer->IsShallow()) delete[] buffer->GetData();
         delete pImage;
         return;

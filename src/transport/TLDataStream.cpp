@@ -48,6 +48,15 @@ GenTL::GC_ERROR TLDataStream::GetBufferChunkData(void* bufferHandle, GenTL::S_SI
     return Producer().DSGetBufferChunkData(m_handle, bufferHandle, chunks, count);
 }
 
+GenTL::GC_ERROR TLDataStream::GetNumBufferParts(void* bufferHandle, uint32_t* count) {
+    return Producer().DSGetNumBufferParts(m_handle, bufferHandle, count);
+}
+
+GenTL::GC_ERROR TLDataStream::GetBufferPartInfo(void* bufferHandle, uint32_t part, int32_t cmd, int32_t* type,
+                                                void* buffer, size_t* size) {
+    return Producer().DSGetBufferPartInfo(m_handle, bufferHandle, part, cmd, type, buffer, size);
+}
+
 GenTL::GC_ERROR TLDataStream::WaitForNextLeader(uint64_t timeoutMs) {
     return Producer().DSWaitForNextLeader(m_handle, timeoutMs);
 }

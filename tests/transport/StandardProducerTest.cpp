@@ -4,7 +4,9 @@
 // the count DSStartAcquisition gives. The whole path must work all the same.
 #include <Vireo/ChunkData.h>
 #include <Vireo/Device.h>
+#include <Vireo/ImageFactory.h>
 #include <Vireo/Library.h>
+#include <Vireo/MultipartImage.h>
 #include <Vireo/NodeAccess.h>
 #include <Vireo/System.h>
 
@@ -17,6 +19,7 @@
 
 #include <chrono>
 #include <condition_variable>
+#include <cstring>
 #include <memory>
 #include <mutex>
 #include <set>
@@ -179,6 +182,37 @@ TEST_F(ForeignSession, StandardPayloadTypesArriveAsTheirKindOfObject) {
     camera->RequeueBuffer(buffer);
     camera->StopStream();
     system->DestroyDevice(camera);
+}
+
+TEST_F(ForeignSession, AMultiPartBufferIsTheImageOfItsFirstPartWithEveryPartReachable) {
+    Device* lineScan = Open("VL4096L-0001");
+    SetNodeValue<int64_t>(lineScan->GetNodeMap(), "Height", 16);
+    SetNodeValue<bool>(lineScan->GetTLDeviceNodeMap(), "StreamMultipartEnable", true);
+    SetNodeValue<int64_t>(lineScan->GetTLStreamNodeMap(0), "StreamMultipartNumParts", 4);
+    lineScan->StartStream(2);
+    IImage* image = lineScan->GetImage(5000);
+    EXPECT_EQ(image->GetPayloadType(), 10u);
+    EXPECT_EQ(image->GetWidth(), 4096u);
+    EXPECT_EQ(image->GetHeight(), 16u) << "the first part";
+    EXPECT_EQ(image->GetPixelFormat(), uint64_t(0x01080001));
+    auto* parts = dynamic_cast<MultipartImage*>(image);
+    ASSERT_NE(parts, nullptr);
+    ASSERT_EQ(parts->GetNumParts(), 4u);
+    for (size_t part = 0; part < 4; ++part) {
+        EXPECT_EQ(parts->GetPartData(part), image->GetData() + part * 4096 * 16) << part;
+        EXPECT_EQ(parts->GetPartHeight(part), 16u);
+        EXPECT_EQ(parts->GetPartSize(part), 4096u * 16);
+    }
+    EXPECT_EQ(TextOf([&] { parts->GetPartWidth(4); }),
+              "OutOfRangeException: Buffer part 4 of 4 (MultipartImage, GetPart)");
+    // The factory works on it as on any image: the first part.
+    IImage* copy = ImageFactory::Copy(image);
+    EXPECT_EQ(copy->GetHeight(), 16u);
+    EXPECT_EQ(std::memcmp(copy->GetData(), image->GetData(), 4096 * 16), 0);
+    ImageFactory::Destroy(copy);
+    lineScan->RequeueBuffer(image);
+    lineScan->StopStream();
+    system->DestroyDevice(lineScan);
 }
 
 TEST_F(ForeignSession, AStreamThatDoesNotOpenLeavesTheCameraUnderControl) {

@@ -146,6 +146,8 @@ TEST_F(TLWrappers, DataStreamOperations) {
         {[&] { return stream.StartAcquisition(0, GENTL_INFINITE); }, FormatCall("DSStartAcquisition", Handle(0xD5), 0, uint64_t(GENTL_INFINITE))},
         {[&] { return stream.StopAcquisition(1); }, FormatCall("DSStopAcquisition", Handle(0xD5), 1)},
         {[&] { return stream.GetBufferChunkData(buffer, chunks, &size); }, FormatCall("DSGetBufferChunkData", Handle(0xD5), buffer, chunks, &size)},
+        {[&] { return stream.GetNumBufferParts(buffer, &count); }, FormatCall("DSGetNumBufferParts", Handle(0xD5), buffer, &count)},
+        {[&] { return stream.GetBufferPartInfo(buffer, 2, 4, &type, text, &size); }, FormatCall("DSGetBufferPartInfo", Handle(0xD5), buffer, 2u, 4, &type, text, &size)},
         {[&] { return stream.WaitForNextLeader(250); }, FormatCall("DSWaitForNextLeader", Handle(0xD5), uint64_t(250))},
         {[&] { return stream.ResetWaitForNextLeader(); }, FormatCall("DSResetWaitForNextLeader", Handle(0xD5))},
         {[&] { return stream.SetupResendRetryParams(3, 29.5, "SN1", "FW2", 2448, 2048); },

@@ -28,8 +28,8 @@ std::unique_ptr<RegisterSpace> DevicePort(const VirtualCamera& camera, const std
     features[5].representation = "IPV4Address";
     features[6].representation = "IPV4Address";
     features[7].representation = "MACAddress";
-    UnpublishWhenForeign(features, {"DeviceAccessStatus", "TCPEnable", "StreamMultipartEnable",
-                                    "MultipartFeaturesImplementedEnable", "DeviceStreamProtocol"});
+    UnpublishWhenForeign(features, {"DeviceAccessStatus", "TCPEnable", "MultipartFeaturesImplementedEnable",
+                                    "DeviceStreamProtocol"});
     auto description = std::make_shared<const Description>(header, features);
     const std::string xml = description->Xml();
     auto port = std::make_unique<RegisterSpace>(description, std::vector<uint8_t>(xml.begin(), xml.end()));
