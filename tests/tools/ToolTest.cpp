@@ -60,8 +60,9 @@ protected:
 
     const fs::path& Dir() const { return m_dir; }
 
-    // Runs the tool in the test's directory with stdout and stderr captured.
-    Result Run(const std::vector<std::string>& arguments) {
+    // Runs the tool in the test's directory with stdout and stderr captured; `environment`
+    // adds or replaces variables of this process's environment.
+    Result Run(const std::vector<std::string>& arguments, const std::vector<std::string>& environment = {}) {
         std::vector<std::string> all{VIREO_TOOL_PATH};
         all.insert(all.end(), arguments.begin(), arguments.end());
         std::vector<char*> argv;
@@ -73,9 +74,20 @@ protected:
         posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, outPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
         posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, errPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
         posix_spawn_file_actions_addchdir_np(&actions, m_dir.c_str());
+        std::vector<std::string> variables(environment);
+        for (char** entry = environ; *entry != nullptr; ++entry) {
+            const std::string variable = *entry;
+            const std::string name = variable.substr(0, variable.find('=') + 1);
+            if (std::none_of(environment.begin(), environment.end(),
+                             [&](const std::string& added) { return added.rfind(name, 0) == 0; }))
+                variables.push_back(variable);
+        }
+        std::vector<char*> envp;
+        for (std::string& variable : variables) envp.push_back(variable.data());
+        envp.push_back(nullptr);
         pid_t pid = 0;
         Result result;
-        const int spawned = posix_spawn(&pid, argv[0], &actions, nullptr, argv.data(), environ);
+        const int spawned = posix_spawn(&pid, argv[0], &actions, nullptr, argv.data(), envp.data());
         posix_spawn_file_actions_destroy(&actions);
         if (spawned != 0) {
             ADD_FAILURE() << "cannot start " << argv[0];
@@ -320,6 +332,34 @@ TEST_F(Tool, GrabRefusesWhatItCouldNotWriteBeforeStreaming) {
     std::ofstream(Dir() / "taken") << "a file, not a directory";
     ExpectOneLineError({"grab", "--count", "1", "--out", "taken"}, 1, "taken");
     ExpectOneLineError({"grab", "--count", "1", "--set", "Width=9"}, 1, "increment");
+}
+
+// Another vendor's producer put first on the library path, as the README tells users to: the
+// virtual producer built as such a producer.
+TEST_F(Tool, TheCommandsWorkOnAnotherVendorsProducer) {
+    const std::vector<std::string> foreign{std::string("LD_LIBRARY_PATH=") + VIREO_FOREIGN_PRODUCER_DIR};
+    const Result devices = Run({"devices"}, foreign);
+    ASSERT_EQ(devices.exitCode, 0) << devices.err;
+    for (const char* serial : {"VC2448C-0001", "VM1280M-0001", "VL4096L-0001"})
+        EXPECT_NE(devices.out.find(serial), std::string::npos) << devices.out;
+    EXPECT_EQ(devices.out.find("192.168.10.11"), std::string::npos) << "that producer does not tell addresses";
+
+    const Result features = Run({"features", "--device", "VM1280M-0001", "--filter", "Width"}, foreign);
+    ASSERT_EQ(features.exitCode, 0) << features.err;
+    EXPECT_NE(features.out.find("SensorWidth"), std::string::npos);
+    const Result set = Run({"set", "--device", "VM1280M-0001", "Width=640"}, foreign);
+    ASSERT_EQ(set.exitCode, 0) << set.err;
+    const Result got = Run({"get", "--device", "VM1280M-0001", "Width"}, foreign);
+    ASSERT_EQ(got.exitCode, 0) << got.err;
+    EXPECT_EQ(got.out, "Width=1280\n") << "each run opens the camera afresh";
+
+    // More frames than buffers: the producer is told to acquire until stopped.
+    const Result grab = Run({"grab", "--count", "50", "--device", "VM1280M-0001", "--out", "frames", "--set", "Width=64",
+                             "--set", "Height=40", "--set", "AcquisitionFrameRateEnable=false"},
+                            foreign);
+    ASSERT_EQ(grab.exitCode, 0) << grab.err;
+    EXPECT_NE(grab.out.find("frames      50\n"), std::string::npos) << grab.out;
+    EXPECT_EQ(PngFiles(Dir() / "frames").size(), 50u);
 }
 
 TEST_F(Tool, ConvertRoundTripsThroughPackedRawFilesAndSidecars) {
