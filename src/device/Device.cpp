@@ -332,6 +332,10 @@ bool Device::IsConnected() {
 
 void Device::SendActionCommand(uint32_t deviceKey, uint32_t groupKey, uint32_t groupMask, uint64_t actionTime) {
     const GenTL::GC_ERROR result = m_tlDevice->SendActionCommand(deviceKey, groupKey, groupMask, actionTime);
+    // Action commands go through this project's extension, which other producers lack.
+    if (result == GenTL::GC_ERR_NOT_IMPLEMENTED && !IsOwnProducer())
+        VIREO_THROW_PLAIN(LogicalError, "The GenTL producer does not support action commands", kUnit,
+                          "SendActionCommand");
     if (result != GenTL::GC_ERR_SUCCESS)
         VIREO_THROW_PRODUCER_ERROR(result, "Failed to issue action command", kUnit, "SendActionCommand",
                                    "DeviceSendActionCommand");

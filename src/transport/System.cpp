@@ -15,6 +15,7 @@
 #include "Errors.h"
 #include "InterfaceInfo.h"
 #include "NodeMapLoading.h"
+#include "Producer.h"
 #include "Routing.h"
 
 namespace Vireo {
@@ -31,6 +32,36 @@ bool InterfaceMatches(Interface* iface, uint64_t macAddress, uint32_t ipAddress)
     // Another vendor's interface may not describe its addresses: then it matches none.
     if (!mac.IsValid() || !ip.IsValid()) return false;
     return uint64_t(mac->GetValue()) == macAddress && uint64_t(ip->GetValue()) == ipAddress;
+}
+
+enum class ForceIpOutcome { Done, NotFound, Unsupported };
+
+// Forces the address through the interface's standard features: select each device the
+// interface lists, and where its MAC is the camera's, set the address and execute
+// GevDeviceForceIP.
+ForceIpOutcome ForceIpByFeatures(Interface* iface, uint64_t mac, uint32_t ip, uint32_t subnet, uint32_t gateway) {
+    GenApi::INodeMap* map = iface->GetNodeMap();
+    if (map == nullptr) return ForceIpOutcome::Unsupported;
+    GenApi::CIntegerPtr selector = map->GetNode("DeviceSelector");
+    GenApi::CIntegerPtr deviceMac = map->GetNode("GevDeviceMACAddress");
+    GenApi::CIntegerPtr address = map->GetNode("GevDeviceForceIPAddress");
+    GenApi::CIntegerPtr mask = map->GetNode("GevDeviceForceSubnetMask");
+    GenApi::CIntegerPtr route = map->GetNode("GevDeviceForceGateway");
+    GenApi::CCommandPtr force = map->GetNode("GevDeviceForceIP");
+    if (!selector.IsValid() || !deviceMac.IsValid() || !address.IsValid() || !mask.IsValid() || !force.IsValid())
+        return ForceIpOutcome::Unsupported;
+    uint32_t devices = 0;
+    if (iface->GetTLInterface()->GetNumDevices(&devices) != GenTL::GC_ERR_SUCCESS) return ForceIpOutcome::NotFound;
+    for (uint32_t index = 0; index < devices; ++index) {
+        selector->SetValue(int64_t(index));
+        if (uint64_t(deviceMac->GetValue()) != mac) continue;
+        address->SetValue(int64_t(ip));
+        mask->SetValue(int64_t(subnet));
+        if (route.IsValid()) route->SetValue(int64_t(gateway));
+        force->Execute();
+        return ForceIpOutcome::Done;
+    }
+    return ForceIpOutcome::NotFound;
 }
 
 } // namespace
@@ -240,6 +271,12 @@ bool System::UpdateDevices(InterfaceInfo iface, unsigned long timeout) {
             }
         }
     }
+    // Another vendor's producer may not tell its interfaces' addresses: then none can be
+    // chosen by them.
+    if (target == nullptr && !IsOwnProducer() && iface.MacAddress() == 0 && iface.IpAddress() == 0)
+        VIREO_THROW_PLAIN(LogicalError,
+                          "The GenTL producer does not tell interface addresses: no interface can be chosen by them",
+                          kUnit, "UpdateDevices");
     if (target == nullptr) VIREO_THROW_PLAIN(InvalidArgument, "Matching Interface not found", kUnit, "UpdateDevices");
     bool changed = false;
     const GenTL::GC_ERROR result = target->GetTLInterface()->UpdateDeviceList(&changed, timeout);
@@ -382,7 +419,16 @@ void System::ForceIp(unsigned long mac, unsigned long ip, unsigned long subnet, 
     for (Interface* iface : m_interfaces) {
         const GenTL::GC_ERROR result = iface->GetTLInterface()->ForceIp(mac, uint32_t(ip), uint32_t(subnet), uint32_t(gateway));
         if (result == GenTL::GC_ERR_SUCCESS) return;
-        supported = supported || result != GenTL::GC_ERR_NOT_IMPLEMENTED;
+        if (result != GenTL::GC_ERR_NOT_IMPLEMENTED) {
+            supported = true;
+            continue;
+        }
+        // Without the extension: the interface's standard features, where it has them.
+        switch (ForceIpByFeatures(iface, mac, uint32_t(ip), uint32_t(subnet), uint32_t(gateway))) {
+        case ForceIpOutcome::Done: return;
+        case ForceIpOutcome::NotFound: supported = true; break;
+        case ForceIpOutcome::Unsupported: break;
+        }
     }
     // A producer without the operation must not let it pass for done.
     if (!supported && !m_interfaces.empty())
@@ -407,6 +453,12 @@ void System::ForceIp(const char* mac, const char* ip, const char* subnet, const 
     ForceIp(macValue, ntohl(address.s_addr), ntohl(mask.s_addr), ntohl(route.s_addr));
 }
 
+// Unicast discovery is this project's extension: another vendor's producer does not have it.
+static void RequireUnicastDiscovery(const char* function) {
+    if (!IsOwnProducer())
+        VIREO_THROW_PLAIN(LogicalError, "The GenTL producer does not support unicast discovery", kUnit, function);
+}
+
 Interface* System::InterfaceRoutingTo(const char* ip, const char* failure) {
     const uint32_t local = ntohl(BestRouteAddress(ip));
     for (Interface* iface : m_interfaces) {
@@ -421,6 +473,7 @@ Interface* System::InterfaceRoutingTo(const char* ip, const char* failure) {
 
 void System::AddUnicastDiscoveryDevice(const char* ip) {
     std::lock_guard lock(m_systemLock);
+    RequireUnicastDiscovery("AddUnicastDiscoveryDevice");
     Interface* iface = InterfaceRoutingTo(ip, "GenTL::System::RemoveUnicastDiscoveryDevice() failed.");
     in_addr address{};
     inet_pton(AF_INET, ip, &address);
@@ -434,6 +487,7 @@ void System::AddUnicastDiscoveryDevice(const char* ip) {
 
 void System::RemoveUnicastDiscoveryDevice(const char* ip) {
     std::lock_guard lock(m_systemLock);
+    RequireUnicastDiscovery("RemoveUnicastDiscoveryDevice");
     Interface* iface = InterfaceRoutingTo(ip, "GenTL::System::RemoveUnicastDiscoveryDevice() failed.");
     in_addr address{};
     inet_pton(AF_INET, ip, &address);
@@ -446,6 +500,7 @@ void System::RemoveUnicastDiscoveryDevice(const char* ip) {
 
 std::vector<uint32_t> System::GetUnicastDiscoveryDevices() {
     std::lock_guard lock(m_systemLock);
+    RequireUnicastDiscovery("GetUnicastDiscoveryDevices");
     std::vector<uint32_t> addresses;
     for (Interface* iface : m_interfaces) {
         uint32_t count = 0;

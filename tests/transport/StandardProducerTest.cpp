@@ -87,12 +87,49 @@ TEST_F(ForeignSession, DiscoveryListsWhatTheStandardCommandsTell) {
     EXPECT_EQ(system->GetInterfaces().size(), 2u);
     EXPECT_NE(system->GetTLInterfaceNodeMap(Find("VM1280M-0002")), nullptr);
 
-    // What needs the producer's extensions says that the producer lacks them.
-    EXPECT_EQ(TextOf([&] { system->ForceIp(0x0256495200A2ul, 0xC0A80A63ul, 0xFFFFFF00ul, 0); }),
-              "LogicalErrorException: The GenTL producer does not support forcing an IP address (System, ForceIp)");
+    // Without the extension, the address is forced through the interface's standard features.
+    system->ForceIp(0x0256495200A2ul, 0xC0A80A63ul, 0xFFFFFF00ul, 0xC0A80A01ul);
+    Device* forced = Open("VM1280M-0001");
+    EXPECT_EQ(GenApi::CIntegerPtr(forced->GetTLDeviceNodeMap()->GetNode("GevDeviceIPAddress"))->GetValue(), 0xC0A80A63);
+    system->DestroyDevice(forced);
+
+    // What needs the producer's extensions or its own information says that the producer
+    // lacks them.
     EXPECT_EQ(TextOf([&] { system->GetUnicastDiscoveryDevices(); }),
-              "RuntimeException: GenTL::System::GetUnicastDiscoveryDevices() failed. Error: [-1003]. (System, "
+              "LogicalErrorException: The GenTL producer does not support unicast discovery (System, "
               "GetUnicastDiscoveryDevices)");
+    EXPECT_EQ(TextOf([&] { system->AddUnicastDiscoveryDevice("10.0.0.5"); }),
+              "LogicalErrorException: The GenTL producer does not support unicast discovery (System, "
+              "AddUnicastDiscoveryDevice)");
+    EXPECT_EQ(TextOf([&] { system->UpdateDevices(system->GetInterfaces().front(), 100); }),
+              "LogicalErrorException: The GenTL producer does not tell interface addresses: no interface can be "
+              "chosen by them (System, UpdateDevices)");
+    Device* camera = Open("VM1280M-0001");
+    EXPECT_EQ(TextOf([&] { camera->SendActionCommand(1, 1, 1); }),
+              "LogicalErrorException: The GenTL producer does not support action commands (Device, "
+              "SendActionCommand)");
+    system->DestroyDevice(camera);
+}
+
+// A producer whose modules publish no description at all: nothing fails until something needs
+// a node map, and what needs one says what is missing.
+TEST(ForeignProducerWithoutDescriptions, OpensListsAndRefusesWhatNeedsNodeMaps) {
+    ProducerFunctions functions = Producer();
+    functions.GCGetNumPortURLs = [](GenTL::PORT_HANDLE, uint32_t* count) -> GenTL::GC_ERROR {
+        *count = 0;
+        return GenTL::GC_ERR_SUCCESS;
+    };
+    const ProducerFunctions previous = ReplaceProducerForTesting(functions);
+    {
+        OpenedSystem system(OpenSystem());
+        EXPECT_EQ(system->GetTLSystemNodeMap(), nullptr);
+        system->UpdateDevices(200);
+        EXPECT_EQ(system->GetDevices().size(), 6u);
+        EXPECT_EQ(TextOf([&] { system->ForceIp(0x0256495200A2ul, 0xC0A80A63ul, 0xFFFFFF00ul, 0); }),
+                  "LogicalErrorException: The GenTL producer does not support forcing an IP address (System, "
+                  "ForceIp)");
+    }
+    ReplaceProducerForTesting(previous);
 }
 
 TEST_F(ForeignSession, ACameraIsOpenedControlledStreamedAndClosed) {

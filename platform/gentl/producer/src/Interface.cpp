@@ -22,7 +22,15 @@ std::unique_ptr<RegisterSpace> InterfacePort(const std::string& id, uint64_t mac
         CommandFeature("DeviceUpdateList", "DeviceEnumeration"),
         IntegerFeature("DeviceSelector", "DeviceEnumeration", Access::RW, 0, 255),
         StringFeature("DeviceID", "DeviceEnumeration", 64),
+        // The standard way to force a camera's address: select it, set the address, execute.
+        IntegerFeature("GevDeviceMACAddress", "DeviceEnumeration", Access::RO, 0, 0xFFFFFFFFFFFF),
+        IntegerFeature("GevDeviceForceIPAddress", "DeviceEnumeration", Access::RW, 0, 0xFFFFFFFF),
+        IntegerFeature("GevDeviceForceSubnetMask", "DeviceEnumeration", Access::RW, 0, 0xFFFFFFFF),
+        IntegerFeature("GevDeviceForceGateway", "DeviceEnumeration", Access::RW, 0, 0xFFFFFFFF),
+        CommandFeature("GevDeviceForceIP", "DeviceEnumeration"),
     };
+    features[8].representation = "MACAddress";
+    for (size_t index : {9, 10, 11}) features[index].representation = "IPV4Address";
     features[2].representation = "MACAddress";
     features[3].representation = "IPV4Address";
     features[4].representation = "IPV4Address";
@@ -48,7 +56,17 @@ Interface::Interface(uint32_t index, uint64_t macAddress, uint32_t ipAddress, ui
     m_port->OnWrite("DeviceUpdateList", [this](int64_t, uint32_t) { UpdateDeviceList(0); });
     m_port->OnWrite("DeviceSelector", [this](int64_t value, uint32_t) {
         const std::vector<std::string> ids = DeviceIds();
-        m_port->SetString("DeviceID", value >= 0 && size_t(value) < ids.size() ? ids[value] : "");
+        const bool listed = value >= 0 && size_t(value) < ids.size();
+        m_port->SetString("DeviceID", listed ? ids[value] : "");
+        const std::shared_ptr<VirtualCamera> camera = listed ? FindCamera(ids[value]) : nullptr;
+        m_port->SetInteger("GevDeviceMACAddress", camera ? int64_t(camera->Identity().macAddress) : 0);
+    });
+    m_port->OnWrite("GevDeviceForceIP", [this](int64_t, uint32_t) {
+        const int64_t mac = m_port->GetInteger("GevDeviceMACAddress");
+        if (mac == 0) Fail(GenTL::GC_ERR_INVALID_ID, "no device is selected");
+        ForceIp(uint64_t(mac), uint32_t(m_port->GetInteger("GevDeviceForceIPAddress")),
+                uint32_t(m_port->GetInteger("GevDeviceForceSubnetMask")),
+                uint32_t(m_port->GetInteger("GevDeviceForceGateway")));
     });
 }
 
