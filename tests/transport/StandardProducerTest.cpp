@@ -24,6 +24,7 @@
 #include <mutex>
 #include <set>
 #include <string>
+#include <vector>
 
 #include "transport/Producer.h"
 
@@ -190,6 +191,40 @@ TEST_F(ForeignSession, ACameraIsOpenedControlledStreamedAndClosed) {
     // A device that never streamed is destroyed without a word.
     camera = Open("VM1280M-0001");
     EXPECT_EQ(TextOf([&] { system->DestroyDevice(camera); }), "");
+}
+
+TEST_F(ForeignSession, TheProducerDeliversTheCountItIsGivenAndThenStops) {
+    // What the SDK relies on when it asks such a producer to acquire until stopped.
+    Device* camera = Open("VM1280M-0001");
+    SetNodeValue<int64_t>(camera->GetNodeMap(), "Width", 64);
+    SetNodeValue<int64_t>(camera->GetNodeMap(), "Height", 48);
+    SetNodeValue<bool>(camera->GetNodeMap(), "AcquisitionFrameRateEnable", false);
+    TLDataStream* stream = camera->GetStreamInfo(0)->GetTLDataStream();
+    std::vector<void*> buffers(4);
+    for (void*& buffer : buffers) {
+        ASSERT_EQ(stream->AllocAndAnnounceBuffer(64 * 48, nullptr, &buffer), GenTL::GC_ERR_SUCCESS);
+        ASSERT_EQ(stream->QueueBuffer(buffer), GenTL::GC_ERR_SUCCESS);
+    }
+    void* handle = nullptr;
+    ASSERT_EQ(stream->RegisterEvent(GenTL::EVENT_NEW_BUFFER, &handle), GenTL::GC_ERR_SUCCESS);
+    TLEvent event(handle);
+    ASSERT_EQ(stream->StartAcquisition(GenTL::ACQ_START_FLAGS_DEFAULT, 3), GenTL::GC_ERR_SUCCESS);
+    ExecuteNode(camera->GetNodeMap(), "AcquisitionStart");
+    GenTL::S_EVENT_NEW_BUFFER data{};
+    size_t size = sizeof data;
+    for (int frame = 0; frame < 3; ++frame) {
+        size = sizeof data;
+        ASSERT_EQ(event.GetData(&data, &size, 2000), GenTL::GC_ERR_SUCCESS) << frame;
+        ASSERT_EQ(stream->QueueBuffer(data.BufferHandle), GenTL::GC_ERR_SUCCESS);
+    }
+    size = sizeof data;
+    EXPECT_EQ(event.GetData(&data, &size, 300), GenTL::GC_ERR_TIMEOUT) << "no fourth frame";
+    ExecuteNode(camera->GetNodeMap(), "AcquisitionStop");
+    EXPECT_EQ(stream->StopAcquisition(GenTL::ACQ_STOP_FLAGS_DEFAULT), GenTL::GC_ERR_SUCCESS);
+    EXPECT_EQ(stream->UnregisterEvent(GenTL::EVENT_NEW_BUFFER), GenTL::GC_ERR_SUCCESS);
+    EXPECT_EQ(stream->FlushQueue(GenTL::ACQ_QUEUE_ALL_DISCARD), GenTL::GC_ERR_SUCCESS);
+    for (void* buffer : buffers) EXPECT_EQ(stream->RevokeBuffer(buffer, nullptr, nullptr), GenTL::GC_ERR_SUCCESS);
+    system->DestroyDevice(camera);
 }
 
 TEST_F(ForeignSession, StandardPayloadTypesArriveAsTheirKindOfObject) {
