@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <iostream>
 #include <map>
+#include <string>
 #include <stdexcept>
 #include <vector>
 
@@ -21,14 +22,14 @@ int main() {
         system = Vireo::OpenSystem();
         system->UpdateDevices(500);
 
-        // An action command is a broadcast: it reaches the cameras on the subnet of the
-        // interface it leaves from. Take the first subnet with two cameras or more.
-        std::map<uint32_t, std::vector<Vireo::DeviceInfo>> bySubnet;
+        // An action command is a broadcast: it reaches the cameras on the network of the
+        // interface it leaves from. Take the first interface with two cameras or more.
+        std::map<std::string, std::vector<Vireo::DeviceInfo>> byInterface;
         for (const Vireo::DeviceInfo& info : system->GetDevices())
-            bySubnet[info.IpAddress() & info.SubnetMask()].push_back(info);
-        const auto group = std::find_if(bySubnet.begin(), bySubnet.end(),
+            byInterface[info.InterfaceId().c_str()].push_back(info);
+        const auto group = std::find_if(byInterface.begin(), byInterface.end(),
                                         [](const auto& entry) { return entry.second.size() >= 2; });
-        if (group == bySubnet.end()) throw std::runtime_error("no two cameras share a subnet");
+        if (group == byInterface.end()) throw std::runtime_error("no two cameras share an interface");
 
         for (const Vireo::DeviceInfo& info : group->second) {
             cameras.push_back(system->CreateDevice(info));

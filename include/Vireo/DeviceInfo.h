@@ -39,6 +39,9 @@ public:
     GenICam::gcstring DeviceGroupSerial() const;
     GenICam::gcstring DeviceGroupName() const;
     uint64_t DeviceGroupMemberCount() const;
+    // The producer's ID of the interface the camera was found on: cameras that share it share
+    // a network (an action command sent through one reaches the others).
+    GenICam::gcstring InterfaceId() const;
 
     // Filled by discovery.
     struct Record;

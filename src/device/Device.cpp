@@ -332,10 +332,27 @@ bool Device::IsConnected() {
 
 void Device::SendActionCommand(uint32_t deviceKey, uint32_t groupKey, uint32_t groupMask, uint64_t actionTime) {
     const GenTL::GC_ERROR result = m_tlDevice->SendActionCommand(deviceKey, groupKey, groupMask, actionTime);
-    // Action commands go through this project's extension, which other producers lack.
-    if (result == GenTL::GC_ERR_NOT_IMPLEMENTED && !IsOwnProducer())
-        VIREO_THROW_PLAIN(LogicalError, "The GenTL producer does not support action commands", kUnit,
-                          "SendActionCommand");
+    // Without this project's extension: the interface's standard action features, where the
+    // producer has them.
+    if (result == GenTL::GC_ERR_NOT_IMPLEMENTED && !IsOwnProducer()) {
+        GenApi::INodeMap* map = m_interface != nullptr ? m_interface->GetNodeMap() : nullptr;
+        GenApi::CIntegerPtr device = map != nullptr ? map->GetNode("ActionDeviceKey") : nullptr;
+        GenApi::CIntegerPtr group = map != nullptr ? map->GetNode("ActionGroupKey") : nullptr;
+        GenApi::CIntegerPtr mask = map != nullptr ? map->GetNode("ActionGroupMask") : nullptr;
+        GenApi::CCommandPtr command = map != nullptr ? map->GetNode("ActionCommand") : nullptr;
+        // A scheduled action needs the time feature too; an immediate one does not.
+        GenApi::CIntegerPtr time = map != nullptr ? map->GetNode("ActionScheduledTime") : nullptr;
+        if (!device.IsValid() || !group.IsValid() || !mask.IsValid() || !command.IsValid() ||
+            (actionTime != 0 && !time.IsValid()))
+            VIREO_THROW_PLAIN(LogicalError, "The GenTL producer does not support action commands", kUnit,
+                              "SendActionCommand");
+        device->SetValue(int64_t(deviceKey));
+        group->SetValue(int64_t(groupKey));
+        mask->SetValue(int64_t(groupMask));
+        if (actionTime != 0) time->SetValue(int64_t(actionTime));
+        command->Execute();
+        return;
+    }
     if (result != GenTL::GC_ERR_SUCCESS)
         VIREO_THROW_PRODUCER_ERROR(result, "Failed to issue action command", kUnit, "SendActionCommand",
                                    "DeviceSendActionCommand");

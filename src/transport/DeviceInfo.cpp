@@ -39,6 +39,7 @@ bool DeviceInfo::DeviceGroupEnable() const { return m_record->groupEnable; }
 GenICam::gcstring DeviceInfo::DeviceGroupSerial() const { return m_record->groupSerial; }
 GenICam::gcstring DeviceInfo::DeviceGroupName() const { return m_record->groupName; }
 uint64_t DeviceInfo::DeviceGroupMemberCount() const { return m_record->groupMemberCount; }
+GenICam::gcstring DeviceInfo::InterfaceId() const { return m_record->interfaceId.c_str(); }
 
 InterfaceInfo::InterfaceInfo() = default;
 InterfaceInfo::InterfaceInfo(uint64_t macAddress, uint32_t ipAddress, uint32_t subnetMask)

@@ -105,10 +105,20 @@ TEST_F(ForeignSession, DiscoveryListsWhatTheStandardCommandsTell) {
     EXPECT_EQ(TextOf([&] { system->UpdateDevices(system->GetInterfaces().front(), 100); }),
               "LogicalErrorException: The GenTL producer does not tell interface addresses: no interface can be "
               "chosen by them (System, UpdateDevices)");
+
+    // Action commands go out through the interface's standard action features.
     Device* camera = Open("VM1280M-0001");
-    EXPECT_EQ(TextOf([&] { camera->SendActionCommand(1, 1, 1); }),
-              "LogicalErrorException: The GenTL producer does not support action commands (Device, "
-              "SendActionCommand)");
+    GenApi::INodeMap* features = camera->GetNodeMap();
+    SetNodeValue<GenICam::gcstring>(features, "TriggerMode", "On");
+    SetNodeValue<GenICam::gcstring>(features, "TriggerSource", "Action1");
+    SetNodeValue<int64_t>(features, "ActionDeviceKey", 0x1234);
+    SetNodeValue<int64_t>(features, "ActionGroupKey", 1);
+    SetNodeValue<int64_t>(features, "ActionGroupMask", 1);
+    camera->StartStream(2);
+    EXPECT_EQ(TextOf([&] { camera->GetImage(100); }).rfind("TimeoutException", 0), 0u) << "no frame without the action";
+    camera->SendActionCommand(0x1234, 1, 1);
+    camera->RequeueBuffer(camera->GetImage(2000));
+    camera->StopStream();
     system->DestroyDevice(camera);
 }
 
@@ -129,6 +139,15 @@ TEST(ForeignProducerWithoutDescriptions, OpensListsAndRefusesWhatNeedsNodeMaps) 
         EXPECT_EQ(TextOf([&] { system->ForceIp(0x0256495200A2ul, 0xC0A80A63ul, 0xFFFFFF00ul, 0); }),
                   "LogicalErrorException: The GenTL producer does not support forcing an IP address (System, "
                   "ForceIp)");
+        DeviceInfo colour;
+        for (const DeviceInfo& info : system->GetDevices())
+            if (info.SerialNumber() == "VC2448C-0001") colour = info;
+        IDevice* camera = system->CreateDevice(colour);
+        EXPECT_EQ(camera->GetTLInterfaceNodeMap(), nullptr);
+        EXPECT_EQ(TextOf([&] { camera->SendActionCommand(1, 1, 1); }),
+                  "LogicalErrorException: The GenTL producer does not support action commands (Device, "
+                  "SendActionCommand)");
+        system->DestroyDevice(camera);
     }
     ReplaceProducerForTesting(previous);
 }

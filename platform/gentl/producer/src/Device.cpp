@@ -113,15 +113,19 @@ void* Device::ParentHandle() const {
 }
 
 void Device::SendActionCommand(uint32_t deviceKey, uint32_t groupKey, uint32_t groupMask) {
-    // An action command is a broadcast on the device's network: every camera there whose
-    // keys and mask match, and whose trigger listens to the action, takes a frame.
     const auto parent = m_parent.lock();
+    BroadcastActionCommand(parent ? int64_t(parent->Index()) : -1, deviceKey, groupKey, groupMask);
+}
+
+void BroadcastActionCommand(int64_t interfaceIndex, uint32_t deviceKey, uint32_t groupKey, uint32_t groupMask) {
+    // An action command is a broadcast on the interface's network: every camera there whose
+    // keys and mask match, and whose trigger listens to the action, takes a frame.
     std::vector<std::shared_ptr<VirtualCamera>> cameras;
     {
         ProducerState& state = ProducerState::Instance();
         std::lock_guard lock(state.mutex);
         for (const NetworkCamera& entry : state.cameras)
-            if (!parent || entry.interfaceIndex == parent->Index()) cameras.push_back(entry.camera);
+            if (interfaceIndex < 0 || int64_t(entry.interfaceIndex) == interfaceIndex) cameras.push_back(entry.camera);
     }
     for (const auto& camera : cameras) {
         RegisterSpace& registers = camera->Registers();

@@ -28,6 +28,11 @@ std::unique_ptr<RegisterSpace> InterfacePort(const std::string& id, uint64_t mac
         IntegerFeature("GevDeviceForceSubnetMask", "DeviceEnumeration", Access::RW, 0, 0xFFFFFFFF),
         IntegerFeature("GevDeviceForceGateway", "DeviceEnumeration", Access::RW, 0, 0xFFFFFFFF),
         CommandFeature("GevDeviceForceIP", "DeviceEnumeration"),
+        // The standard way to send an action command on the interface's network.
+        IntegerFeature("ActionDeviceKey", "ActionControl", Access::RW, 0, 0xFFFFFFFF),
+        IntegerFeature("ActionGroupKey", "ActionControl", Access::RW, 0, 0xFFFFFFFF),
+        IntegerFeature("ActionGroupMask", "ActionControl", Access::RW, 0, 0xFFFFFFFF),
+        CommandFeature("ActionCommand", "ActionControl"),
     };
     features[8].representation = "MACAddress";
     for (size_t index : {9, 10, 11}) features[index].representation = "IPV4Address";
@@ -60,6 +65,11 @@ Interface::Interface(uint32_t index, uint64_t macAddress, uint32_t ipAddress, ui
         m_port->SetString("DeviceID", listed ? ids[value] : "");
         const std::shared_ptr<VirtualCamera> camera = listed ? FindCamera(ids[value]) : nullptr;
         m_port->SetInteger("GevDeviceMACAddress", camera ? int64_t(camera->Identity().macAddress) : 0);
+    });
+    m_port->OnWrite("ActionCommand", [this](int64_t, uint32_t) {
+        BroadcastActionCommand(int64_t(m_index), uint32_t(m_port->GetInteger("ActionDeviceKey")),
+                               uint32_t(m_port->GetInteger("ActionGroupKey")),
+                               uint32_t(m_port->GetInteger("ActionGroupMask")));
     });
     m_port->OnWrite("GevDeviceForceIP", [this](int64_t, uint32_t) {
         const int64_t mac = m_port->GetInteger("GevDeviceMACAddress");

@@ -28,6 +28,10 @@ class Device;
 class DataStream;
 
 // A module with a register port backed by a description built from features.
+// Triggers, on one interface's network (all networks when negative), every camera whose action
+// keys and mask match and whose trigger listens to actions.
+void BroadcastActionCommand(int64_t interfaceIndex, uint32_t deviceKey, uint32_t groupKey, uint32_t groupMask);
+
 class Module : public Object {
 public:
     Module(Kind kind, std::unique_ptr<RegisterSpace> port, std::string fileName, std::string module,
