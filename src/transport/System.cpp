@@ -197,13 +197,19 @@ std::vector<InterfaceInfo> System::GetInterfaces() {
     RefreshInterfaces();
     std::vector<InterfaceInfo> interfaces;
     for (Interface* iface : m_interfaces) {
-        const uint64_t mac = GetOptionalInfo<uint64_t>(iface->GetTLInterface(), GenTL::INTERFACE_INFO_MAC_ADDRESS, 0);
-        const uint32_t ip =
-            uint32_t(GetOptionalInfo<uint64_t>(iface->GetTLInterface(), GenTL::INTERFACE_INFO_IP_ADDRESS, 0));
+        uint64_t mac = GetOptionalInfo<uint64_t>(iface->GetTLInterface(), GenTL::INTERFACE_INFO_MAC_ADDRESS, 0);
+        uint32_t ip = uint32_t(GetOptionalInfo<uint64_t>(iface->GetTLInterface(), GenTL::INTERFACE_INFO_IP_ADDRESS, 0));
         uint32_t mask = 0;
         if (GenApi::INodeMap* map = iface->GetNodeMap()) {
-            GenApi::CIntegerPtr subnet = map->GetNode("GevInterfaceSubnetMask");
-            if (subnet.IsValid() && GenApi::IsReadable(subnet)) mask = uint32_t(subnet->GetValue());
+            // The interface's node map has what a producer without the information commands
+            // may still describe.
+            const auto feature = [map](const char* name) -> uint64_t {
+                GenApi::CIntegerPtr node = map->GetNode(name);
+                return node.IsValid() && GenApi::IsReadable(node) ? uint64_t(node->GetValue()) : 0;
+            };
+            mask = uint32_t(feature("GevInterfaceSubnetMask"));
+            if (mac == 0) mac = feature("GevInterfaceMACAddress");
+            if (ip == 0) ip = uint32_t(feature("GevInterfaceSubnetIPAddress"));
         }
         interfaces.emplace_back(mac, ip, mask);
     }

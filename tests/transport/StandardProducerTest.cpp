@@ -212,6 +212,19 @@ TEST_F(ForeignSession, ACameraIsOpenedControlledStreamedAndClosed) {
     EXPECT_EQ(TextOf([&] { system->DestroyDevice(camera); }), "");
 }
 
+TEST_F(ForeignSession, TheCamerasEventsReachItsEventNodes) {
+    Device* camera = Open("VC2448C-0001");
+    camera->InitializeEvents();
+    SetNodeValue<GenICam::gcstring>(camera->GetNodeMap(), "EventSelector", "ExposureEnd");
+    SetNodeValue<GenICam::gcstring>(camera->GetNodeMap(), "EventNotification", "On");
+    camera->StartStream(2);
+    camera->WaitOnEvent(2000);
+    EXPECT_EQ(GetNodeValue<int64_t>(camera->GetNodeMap(), "EventExposureEnd"), 0x9001);
+    camera->StopStream();
+    camera->DeinitializeEvents();
+    system->DestroyDevice(camera);
+}
+
 TEST_F(ForeignSession, TheProducerDeliversTheCountItIsGivenAndThenStops) {
     // What the SDK relies on when it asks such a producer to acquire until stopped.
     Device* camera = Open("VM1280M-0001");

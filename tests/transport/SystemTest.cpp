@@ -292,6 +292,25 @@ TEST_F(Discovery, DevicesStayUsableWhileTheirInterfaceListIsRebuilt) {
     EXPECT_EQ(system->GetInterfaces().size(), 2u);
 }
 
+TEST_F(SystemLifecycle, InterfaceAddressesComeFromTheInterfaceFeaturesWhenTheInformationIsMissing) {
+    // A producer that answers no interface information but describes the addresses in the
+    // interface's node map, as other vendors' producers may.
+    ProducerFunctions functions = Producer();
+    functions.IFGetInfo = [](GenTL::IF_HANDLE, GenTL::INTERFACE_INFO_CMD, GenTL::INFO_DATATYPE*, void*,
+                             size_t*) -> GenTL::GC_ERROR { return GenTL::GC_ERR_NOT_IMPLEMENTED; };
+    const ProducerFunctions previous = ReplaceProducerForTesting(functions);
+    {
+        OpenedSystem system(OpenSystem());
+        const std::vector<InterfaceInfo> interfaces = system->GetInterfaces();
+        ASSERT_EQ(interfaces.size(), 2u);
+        EXPECT_EQ(interfaces[1].IpAddressStr(), "192.168.20.1");
+        EXPECT_EQ(interfaces[1].MacAddressStr(), "02:56:49:52:00:01");
+        EXPECT_TRUE(system->UpdateDevices(interfaces[1], 100));
+        EXPECT_EQ(system->GetDevices().size(), 3u);
+    }
+    ReplaceProducerForTesting(previous);
+}
+
 TEST_F(Discovery, OneInterfaceCanBeScannedAlone) {
     const std::vector<InterfaceInfo> interfaces = system->GetInterfaces();
     ASSERT_EQ(interfaces.size(), 2u);
