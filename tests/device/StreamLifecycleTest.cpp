@@ -10,6 +10,7 @@
 #include <gtest/gtest.h>
 
 #include "support/TextOf.h"
+#include "support/WaitableCount.h"
 
 #include <GenApi/GenApi.h>
 #include <GenTL/VirtualProducerControl.h>
@@ -211,19 +212,15 @@ TEST_F(StreamLifecycle, ChunkFeaturesReadOnlyTheBufferTheApplicationHolds) {
 // Counts the images it is given and remembers a null one.
 struct Collector : IImageCallback {
     void OnImage(IImage* image) override {
-        std::lock_guard lock(mutex);
-        if (image == nullptr) ++nulls;
-        else ++images;
-        if (device != nullptr && images == deregisterAfter) device->DeregisterImageCallback(this);
-        arrived.notify_all();
+        if (image == nullptr) {
+            nulls.Add();
+            return;
+        }
+        // Only this thread raises the count, so the value it reaches is this call's.
+        images.Add();
+        if (device != nullptr && images.Get() == deregisterAfter) device->DeregisterImageCallback(this);
     }
-    bool WaitFor(int count) {
-        std::unique_lock lock(mutex);
-        return arrived.wait_for(lock, std::chrono::seconds(10), [&] { return images >= count; });
-    }
-    std::mutex mutex;
-    std::condition_variable arrived;
-    int images = 0, nulls = 0;
+    WaitableCount images, nulls;
     Device* device = nullptr;  // deregisters itself from it after deregisterAfter images
     int deregisterAfter = -1;
 };
@@ -232,7 +229,7 @@ TEST_F(StreamLifecycle, WithoutCallbacksTheCallbackThreadStopsAndGetImageHasEver
     Collector collector;
     device->RegisterImageCallback(&collector);
     device->StartStream(4);
-    ASSERT_TRUE(collector.WaitFor(5));
+    ASSERT_TRUE(collector.images.WaitFor(5));
     device->DeregisterImageCallback(&collector);
     auto consecutive = [&] {
         int gaps = 0;
@@ -252,9 +249,9 @@ TEST_F(StreamLifecycle, WithoutCallbacksTheCallbackThreadStopsAndGetImageHasEver
     self.device = device;
     self.deregisterAfter = 3;
     device->RegisterImageCallback(&self);
-    ASSERT_TRUE(self.WaitFor(3));
+    ASSERT_TRUE(self.images.WaitFor(3));
     std::this_thread::sleep_for(std::chrono::milliseconds(100));  // the thread's last pass
-    EXPECT_EQ(self.images, 3);
+    EXPECT_EQ(self.images.Get(), 3);
     EXPECT_EQ(consecutive(), 0);
     device->StopStream();
 }
@@ -272,8 +269,8 @@ TEST_F(StreamLifecycle, CallbacksAreGivenImagesOnly) {
     device->StopStream();
     EXPECT_GT(uint64_t(GetNodeValue<int64_t>(device->GetTLStreamNodeMap(0), "StreamDeliveredFrameCount")), before + 10)
         << "chunk buffers went round";
-    EXPECT_EQ(collector.nulls, 0);
-    EXPECT_EQ(collector.images, 0);
+    EXPECT_EQ(collector.nulls.Get(), 0);
+    EXPECT_EQ(collector.images.Get(), 0);
     device->DeregisterAllImageCallbacks();
 }
 

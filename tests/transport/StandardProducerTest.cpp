@@ -13,6 +13,7 @@
 #include <gtest/gtest.h>
 
 #include "support/TextOf.h"
+#include "support/WaitableCount.h"
 
 #include <GenApi/GenApi.h>
 #include <GenTL/VirtualProducerControl.h>
@@ -185,24 +186,16 @@ TEST_F(ForeignSession, ACameraIsOpenedControlledStreamedAndClosed) {
     // Callbacks and chunks.
     struct Counter : IImageCallback {
         void OnImage(IImage* image) override {
-            std::lock_guard lock(mutex);
-            if (image->AsChunkData() != nullptr && image->VerifyCRC()) ++verified;
-            arrived.notify_all();
+            if (image->AsChunkData() != nullptr && image->VerifyCRC()) verified.Add();
         }
-        bool WaitFor(int count) {
-            std::unique_lock lock(mutex);
-            return arrived.wait_for(lock, std::chrono::seconds(20), [&] { return verified >= count; });
-        }
-        std::mutex mutex;
-        std::condition_variable arrived;
-        int verified = 0;
+        WaitableCount verified;
     } counter;
     SetNodeValue<bool>(map, "ChunkModeActive", true);
     SetNodeValue<GenICam::gcstring>(map, "ChunkSelector", "CRC");
     SetNodeValue<bool>(map, "ChunkEnable", true);
     camera->RegisterImageCallback(&counter);
     camera->StartStream(4);
-    EXPECT_TRUE(counter.WaitFor(1000));
+    EXPECT_TRUE(counter.verified.WaitFor(1000, std::chrono::seconds(20)));
     camera->StopStream();
     camera->DeregisterAllImageCallbacks();
     system->DestroyDevice(camera);
@@ -335,26 +328,16 @@ TEST_F(ForeignSession, AStreamThatDoesNotOpenLeavesTheCameraUnderControl) {
 
 TEST_F(ForeignSession, ADisconnectIsSeenWithoutTheConnectionStatusCommand) {
     struct Watcher : IDisconnectCallback {
-        void OnDeviceDisconnected(IDevice*) override {
-            std::lock_guard lock(mutex);
-            ++calls;
-            changed.notify_all();
-        }
-        bool WaitFor(int count) {
-            std::unique_lock lock(mutex);
-            return changed.wait_for(lock, std::chrono::seconds(10), [&] { return calls >= count; });
-        }
-        std::mutex mutex;
-        std::condition_variable changed;
-        int calls = 0;
+        void OnDeviceDisconnected(IDevice*) override { calls.Add(); }
+        WaitableCount calls;
     } watcher;
     Device* camera = Open("VC2448C-0001");
     system->RegisterDeviceDisconnectCallback(camera, &watcher);
     ASSERT_EQ(VirtualProducerSetConnected("VC2448C-0001", 0), GenTL::GC_ERR_SUCCESS);
-    EXPECT_TRUE(watcher.WaitFor(1));
+    EXPECT_TRUE(watcher.calls.WaitFor(1));
     EXPECT_FALSE(camera->IsConnected());
     ASSERT_EQ(VirtualProducerSetConnected("VC2448C-0001", 1), GenTL::GC_ERR_SUCCESS);
-    EXPECT_TRUE(watcher.WaitFor(2));
+    EXPECT_TRUE(watcher.calls.WaitFor(2));
     EXPECT_TRUE(camera->IsConnected());
     system->DestroyDevice(camera);
 }

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include "support/TextOf.h"
+#include "support/WaitableCount.h"
 
 #include <GenApi/GenApi.h>
 #include <GenTL/VirtualProducerControl.h>
@@ -227,18 +228,10 @@ TEST_F(Discovery, DisconnectRegistrationsEndWithTheirDevice) {
     struct Watcher : IDisconnectCallback {
         void OnDeviceDisconnected(IDevice* device) override {
             if (destroyFrom != nullptr) destroyFrom->DestroyDevice(device);
-            std::lock_guard lock(mutex);
-            ++calls;
-            changed.notify_all();
-        }
-        bool WaitFor(int count) {
-            std::unique_lock lock(mutex);
-            return changed.wait_for(lock, std::chrono::seconds(10), [&] { return calls >= count; });
+            calls.Add();
         }
         ISystem* destroyFrom = nullptr;
-        std::mutex mutex;
-        std::condition_variable changed;
-        int calls = 0;
+        WaitableCount calls;
     } watcher, destroyer;
     EXPECT_EQ(TextOf([&] { system->RegisterDeviceDisconnectCallback(nullptr, &watcher); }),
               "InvalidArgumentException: Device is null (System, RegisterDeviceDisconnectCallback)");
@@ -249,7 +242,7 @@ TEST_F(Discovery, DisconnectRegistrationsEndWithTheirDevice) {
     system->DestroyDevice(device);  // the watcher must no longer ask it anything
     ASSERT_EQ(VirtualProducerSetConnected("VC2448C-0001", 0), GenTL::GC_ERR_SUCCESS);
     std::this_thread::sleep_for(std::chrono::milliseconds(1200));  // two passes of the watcher
-    EXPECT_EQ(watcher.calls, 0);
+    EXPECT_EQ(watcher.calls.Get(), 0);
     EXPECT_EQ(TextOf([&] { system->DeregisterDeviceDisconnectCallback(&watcher); }),
               "InvalidArgumentException: Callback handle not found (DeviceCbManager, DeregisterCallback)");
     ASSERT_EQ(VirtualProducerSetConnected("VC2448C-0001", 1), GenTL::GC_ERR_SUCCESS);
@@ -259,10 +252,10 @@ TEST_F(Discovery, DisconnectRegistrationsEndWithTheirDevice) {
     device = system->CreateDevice(colour);
     system->RegisterDeviceDisconnectCallback(device, &destroyer);
     ASSERT_EQ(VirtualProducerSetConnected("VC2448C-0001", 0), GenTL::GC_ERR_SUCCESS);
-    ASSERT_TRUE(destroyer.WaitFor(1));
+    ASSERT_TRUE(destroyer.calls.WaitFor(1));
     ASSERT_EQ(VirtualProducerSetConnected("VC2448C-0001", 1), GenTL::GC_ERR_SUCCESS);
     std::this_thread::sleep_for(std::chrono::milliseconds(700));
-    EXPECT_EQ(destroyer.calls, 1);
+    EXPECT_EQ(destroyer.calls.Get(), 1);
     device = system->CreateDevice(colour);  // it was closed
     system->DestroyDevice(device);
 }
