@@ -20,8 +20,6 @@
 #include <filesystem>
 #include <iterator>
 #include <random>
-#include <condition_variable>
-#include <mutex>
 #include <thread>
 
 namespace Vireo {

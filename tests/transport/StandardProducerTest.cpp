@@ -19,10 +19,8 @@
 #include <GenTL/VirtualProducerControl.h>
 
 #include <chrono>
-#include <condition_variable>
 #include <cstring>
 #include <memory>
-#include <mutex>
 #include <set>
 #include <string>
 #include <vector>
