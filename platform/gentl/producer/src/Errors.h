@@ -3,23 +3,13 @@
 #ifndef VIRTUALGENTL_ERRORS_H
 #define VIRTUALGENTL_ERRORS_H
 
-#include <stdexcept>
 #include <string>
 
 #include <GenTL/GenTL.h>
 
+#include "camera/Failure.h"
+
 namespace VirtualGenTL {
-
-class ProducerError : public std::runtime_error {
-public:
-    ProducerError(GenTL::GC_ERROR code, const std::string& text) : std::runtime_error(text), m_code(code) {}
-    GenTL::GC_ERROR Code() const noexcept { return m_code; }
-
-private:
-    GenTL::GC_ERROR m_code;
-};
-
-[[noreturn]] inline void Fail(GenTL::GC_ERROR code, const std::string& text) { throw ProducerError(code, text); }
 
 // The last error of the calling thread, as GCGetLastError reports it.
 void SetLastError(GenTL::GC_ERROR code, const std::string& text);

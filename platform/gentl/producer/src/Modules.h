@@ -15,9 +15,9 @@
 
 #include <GenTL/GenTLExtensions.h>
 
-#include "../camera/EventSensor.h"
-#include "../camera/VirtualCamera.h"
-#include "../description/RegisterSpace.h"
+#include "camera/EventSensor.h"
+#include "camera/VirtualCamera.h"
+#include "camera/description/RegisterSpace.h"
 #include "Info.h"
 #include "Object.h"
 

@@ -12,8 +12,8 @@
 
 #include <GenTL/GenTL.h>
 
-#include "../camera/VirtualCamera.h"
-#include "../description/Feature.h"
+#include "camera/VirtualCamera.h"
+#include "camera/description/Feature.h"
 #include "Errors.h"
 
 namespace VirtualGenTL {

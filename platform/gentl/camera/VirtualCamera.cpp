@@ -9,8 +9,8 @@
 
 #include <GenTL/GenTLExtensions.h>
 
-#include "../description/ZipArchive.h"
-#include "../src/Errors.h"
+#include "description/ZipArchive.h"
+#include "Failure.h"
 #include "EventSensor.h"
 
 namespace VirtualGenTL {

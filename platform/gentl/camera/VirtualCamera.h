@@ -14,7 +14,7 @@
 #include <string>
 #include <vector>
 
-#include "../description/RegisterSpace.h"
+#include "description/RegisterSpace.h"
 #include "CameraModel.h"
 #include "TestPattern.h"
 

@@ -31,7 +31,7 @@
 #include <string>
 #include <vector>
 
-#include "../description/Feature.h"
+#include "description/Feature.h"
 #include "VirtualCamera.h"
 
 namespace VirtualGenTL {

@@ -3,7 +3,7 @@
 #include <cstdio>
 #include <cstring>
 
-#include "../src/Errors.h"
+#include "../Failure.h"
 
 namespace VirtualGenTL {
 
