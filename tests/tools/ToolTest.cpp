@@ -126,6 +126,14 @@ uint32_t PatternSample(uint32_t x, uint32_t y, uint64_t frameId, uint32_t channe
     return uint32_t(uint64_t(position) * levels / 256 % levels);
 }
 
+// The colour camera's colour bars: 8 bars 32 positions wide (white, yellow, cyan, green,
+// magenta, red, blue, black), moving as the ramp does; component 0 red, 1 green, 2 blue.
+uint8_t BarSample(uint32_t x, uint32_t y, uint64_t frameId, uint32_t component) {
+    static const char* const kBars[8] = {"111", "110", "011", "010", "101", "100", "001", "000"};
+    const uint32_t position = x + uint32_t((y + frameId) % 256);
+    return kBars[(position / 32) % 8][component] == '1' ? 255 : 0;
+}
+
 uint64_t FrameIdOf(const fs::path& file) { return std::stoull(file.stem().string().substr(6)); }
 
 std::vector<fs::path> PngFiles(const fs::path& directory) {
@@ -266,9 +274,9 @@ TEST_F(Tool, GrabWritesMonoFramesThatMatchTheTestPattern) {
 }
 
 TEST_F(Tool, GrabConvertsColourAndDeepFramesAndChecksTheirCrc) {
-    // RGB8 from the camera, written as BGR8: OpenCV's channel order, 8 bits.
+    // RGB8 from the colour camera's bars, written as BGR8: OpenCV's channel order, 8 bits.
     const Result colour = Run({"grab", "--count", "2", "--device", "VC2448C-0001", "--out", "colour", "--chunks",
-                               "--set", "PixelFormat=RGB8", "--set", "Width=48", "--set", "Height=16"});
+                               "--set", "PixelFormat=RGB8", "--set", "Width=80", "--set", "Height=16"});
     ASSERT_EQ(colour.exitCode, 0) << colour.err;
     EXPECT_NE(colour.out.find("crc errors  0\n"), std::string::npos) << colour.out;
     for (const fs::path& file : PngFiles(Dir() / "colour")) {
@@ -278,9 +286,9 @@ TEST_F(Tool, GrabConvertsColourAndDeepFramesAndChecksTheirCrc) {
         for (int y = 0; y < image.rows; ++y)
             for (int x = 0; x < image.cols; ++x) {
                 const cv::Vec3b pixel = image.at<cv::Vec3b>(y, x);
-                ASSERT_EQ(pixel[2], PatternSample(x, y, frameId, 0, 8, 1)) << "red at " << x << ',' << y;
-                ASSERT_EQ(pixel[1], PatternSample(x, y, frameId, 1, 8, 1)) << "green at " << x << ',' << y;
-                ASSERT_EQ(pixel[0], PatternSample(x, y, frameId, 2, 8, 1)) << "blue at " << x << ',' << y;
+                ASSERT_EQ(pixel[2], BarSample(x, y, frameId, 0)) << "red at " << x << ',' << y;
+                ASSERT_EQ(pixel[1], BarSample(x, y, frameId, 1)) << "green at " << x << ',' << y;
+                ASSERT_EQ(pixel[0], BarSample(x, y, frameId, 2)) << "blue at " << x << ',' << y;
             }
     }
     EXPECT_EQ(PngFiles(Dir() / "colour").size(), 2u);

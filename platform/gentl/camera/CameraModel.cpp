@@ -9,6 +9,7 @@ CameraModel ColourCameraModel() {
     model.sensorHeight = 2048;
     model.maxFrameRate = 75.0;
     model.colourCalibration = true;
+    model.colourSensor = true;
     model.pixelFormats = {
         {"BayerRG8", 0x01080009},  {"BayerRG10", 0x0110000D}, {"BayerRG12", 0x01100011},
         {"BayerRG10p", 0x010A0058}, {"BayerRG12p", 0x010C0059}, {"BayerRG12Packed", 0x010C002B},

@@ -27,6 +27,7 @@ struct CameraModel {
     bool reportsMaxThroughput = true;  // many cameras have no DeviceMaxThroughput
     bool timeOfFlight = false;      // depth output, 3D scan and device-group transform features
     bool colourCalibration = false; // intrinsics and lens distortion for a depth-to-colour overlay
+    bool colourSensor = false;      // an RG colour filter: its Bayer and RGB formats show colour bars
     bool streamRoles = false;       // image, TCP, RDMA, event-based and multipart streams
     bool gvrspStreamable = false;
 };

@@ -538,7 +538,8 @@ FrameInfo VirtualCamera::Produce(uint8_t* memory, size_t size, EventSensor* sens
 
     std::lock_guard lock(m_patternMutex);
     if (!m_pattern || m_patternWidth != frame.width || m_patternFormat != layout.pixelFormat) {
-        m_pattern = std::make_unique<TestPattern>(uint32_t(frame.width), uint32_t(layout.pixelFormat));
+        m_pattern =
+            std::make_unique<TestPattern>(uint32_t(frame.width), uint32_t(layout.pixelFormat), m_model.colourSensor);
         m_patternWidth = frame.width;
         m_patternFormat = layout.pixelFormat;
     }

@@ -22,6 +22,65 @@ protected:
     IF_HANDLE second = nullptr;
 };
 
+// The colour camera's bars as a consumer sees them: 8 bars 32 positions wide (white, yellow,
+// cyan, green, magenta, red, blue, black) moving one step per row and per frame (a step is the
+// pixels the format packs together: 2 for 12p).
+bool BarOn(uint32_t x, uint32_t y, uint64_t frameId, uint32_t component, uint32_t pixelsPerStep = 1) {
+    static const char* const kBars[8] = {"111", "110", "011", "010", "101", "100", "001", "000"};
+    return kBars[((x + (y + frameId) % 256 * pixelsPerStep) / 32) % 8][component] == '1';
+}
+
+TEST_F(CameraKinds, TheColourCameraShowsColourBarsMosaicedForBayer) {
+    OpenCamera("VC2448C-0001");
+    WriteRemote("Width", 96);
+    WriteRemote("Height", 8);
+    WriteRemoteFloat("AcquisitionFrameRate", 200.0);
+    const struct {
+        uint32_t code;
+        const char* name;
+    } formats[] = {{0x01080009, "BayerRG8"}, {0x010C0059, "BayerRG12p"}, {0x02180014, "RGB8"}, {0x02200017, "BGRa8"}};
+    for (const auto& format : formats) {
+        WriteRemote("PixelFormat", format.code, 4);
+        OpenStream();
+        AnnounceAndQueue(2);
+        StartAcquisition();
+        BUFFER_HANDLE buffer = NextBuffer();
+        ASSERT_NE(buffer, nullptr) << format.name;
+        const uint64_t frameId = BufferInfo<uint64_t>(buffer, BUFFER_INFO_FRAMEID);
+        const auto* bytes = BufferInfo<uint8_t*>(buffer, BUFFER_INFO_BASE);
+        for (uint32_t y = 0; y < 8; ++y)
+            for (uint32_t x = 0; x < 96; ++x) {
+                if (format.code == 0x01080009) {
+                    // RG on even rows, GB on odd rows.
+                    const uint32_t component = y % 2 == 0 ? (x % 2 == 0 ? 0 : 1) : (x % 2 == 0 ? 1 : 2);
+                    ASSERT_EQ(bytes[y * 96 + x], BarOn(x, y, frameId, component) ? 255 : 0)
+                        << format.name << " at " << x << ',' << y;
+                } else if (format.code == 0x010C0059) {
+                    // Two 12-bit samples in three bytes, least significant bits first.
+                    const uint8_t* pair = bytes + y * 144 + x / 2 * 3;
+                    const uint32_t sample = x % 2 == 0 ? (pair[0] | (pair[1] & 0xF) << 8) : (pair[1] >> 4 | pair[2] << 4);
+                    const uint32_t component = y % 2 == 0 ? (x % 2 == 0 ? 0 : 1) : (x % 2 == 0 ? 1 : 2);
+                    ASSERT_EQ(sample, BarOn(x, y, frameId, component, 2) ? 0xFFFu : 0u) << format.name << " at " << x << ',' << y;
+                } else {
+                    const uint32_t size = format.code == 0x02180014 ? 3 : 4;
+                    const uint8_t* pixel = bytes + (y * 96 + x) * size;
+                    for (uint32_t component = 0; component < 3; ++component) {
+                        const uint32_t byte = size == 3 ? component : 2 - component;  // BGRa: blue first
+                        ASSERT_EQ(pixel[byte], BarOn(x, y, frameId, component) ? 255 : 0)
+                            << format.name << " component " << component << " at " << x << ',' << y;
+                    }
+                    if (size == 4) {
+                        ASSERT_EQ(pixel[3], 255) << "opaque";
+                    }
+                }
+            }
+        StopAcquisition();
+        ASSERT_EQ(DSFlushQueue(stream, ACQ_QUEUE_ALL_DISCARD), GC_ERR_SUCCESS);
+        ASSERT_EQ(DSClose(stream), GC_ERR_SUCCESS);
+        stream = nullptr;
+    }
+}
+
 TEST_F(CameraKinds, TheDepthCameraSeesAWallAtOneMetre) {
     OpenCamera("VT640D-0001");
     OpenStream();
