@@ -58,11 +58,14 @@ struct CommandCheck {
 // grow, and a device that answered an error to them would lock newer hosts out.
 CommandCheck checkCommand(Bytes datagram);
 
-// Checks a datagram as an acknowledge (header, and a length that fits the datagram).
+// An acknowledge whose header passed the checks; the payload is exactly header.length bytes.
 struct ReceivedAcknowledge {
     AcknowledgeHeader header;
     Bytes payload;
 };
+
+// Checks a datagram as an acknowledge: a whole header, and a length that fits the
+// datagram. The status is not judged here: error acknowledges parse too.
 Parsed<ReceivedAcknowledge> parseAcknowledge(Bytes datagram);
 
 // A whole datagram: the header with its length set from the payload.
