@@ -332,7 +332,15 @@ TEST_F(Discovery, ForceIpChangesTheCamerasAddress) {
               "InvalidArgumentException: Bad MAC address (System, ForceIp)");
 }
 
+// Route lookups open sockets: these tests run only inside the network namespace that
+// RunInNetworkNamespace.sh makes (loopback with the virtual interfaces' addresses), never on the
+// machine's own interfaces.
+#define VIREO_REQUIRE_OWN_NETWORK_NAMESPACE()                                   \
+    if (std::getenv("VIREO_TEST_NETWORK_NAMESPACE") == nullptr) GTEST_SKIP() \
+        << "runs in its own network namespace"
+
 TEST_F(Discovery, UnicastNeedsAnInterfaceThatRoutesToTheAddress) {
+    VIREO_REQUIRE_OWN_NETWORK_NAMESPACE();
     EXPECT_TRUE(system->GetUnicastDiscoveryDevices().empty());
     // Loopback is no interface of the producer.
     EXPECT_NE(TextOf([&] { system->AddUnicastDiscoveryDevice("127.0.0.1"); }).find("No interface routes to 127.0.0.1"),
@@ -341,10 +349,9 @@ TEST_F(Discovery, UnicastNeedsAnInterfaceThatRoutesToTheAddress) {
               "InvalidArgumentException: Unable to parse remote IP address. Error: [0]. (System, BestRouteAddress)");
 }
 
-// Needs the addresses of the virtual interfaces on this host: runs inside the network namespace
-// that RunInNetworkNamespace.sh makes.
+// Needs the addresses of the virtual interfaces on this host.
 TEST_F(Discovery, UnicastDiscoveryFindsACameraBehindARouter) {
-    if (std::getenv("VIREO_TEST_NETWORK_NAMESPACE") == nullptr) GTEST_SKIP() << "runs in its own network namespace";
+    VIREO_REQUIRE_OWN_NETWORK_NAMESPACE();
     EXPECT_EQ(ntohl(BestRouteAddress("10.0.0.5")), 0xC0A80A01u) << "the first interface routes to the camera";
     const auto serials = [&] {
         system->UpdateDevices(100);
@@ -364,6 +371,7 @@ TEST_F(Discovery, UnicastDiscoveryFindsACameraBehindARouter) {
 }
 
 TEST(BestRoute, FindsTheLocalAddressAndRefusesTheUnusable) {
+    VIREO_REQUIRE_OWN_NETWORK_NAMESPACE();
     EXPECT_EQ(ntohl(BestRouteAddress("127.0.0.1")), 0x7F000001u);
     for (const char* address : {"0.0.0.0", "255.255.255.255"})
         EXPECT_EQ(TextOf([&] { BestRouteAddress(address); }),
