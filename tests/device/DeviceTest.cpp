@@ -163,30 +163,6 @@ TEST_F(DeviceTest, StartAndStopLeaveNoBufferAnnounced) {
         << "a stream that does not run cannot be stopped";
 }
 
-TEST_F(DeviceTest, EveryFailingStartStepGivesTheBuffersBack) {
-    Device* colour = Open("VC2448C-0001");
-    const struct {
-        const char* function;
-        uint64_t callsBefore;
-        const char* message;
-    } steps[] = {
-        {"DSAllocAndAnnounceBuffer", 3, "Unable to prepare internal buffer (Device, StartStream; GenTL::DSAllocAndAnnounceBuffer)"},
-        {"DSQueueBuffer", 4, "Unable to queue internal buffer (Device, StartStream; GenTL::DSQueueBuffer)"},
-        {"GCRegisterEvent", 0,
-         "Unable to register new buffer events (Device, StartStream; GenTL::GCRegisterEvent, EVENT_NEW_BUFFER)"},
-        {"DSStartAcquisition", 0, "Unable to start acquisition (Device, StartStream; GenTL::DSStartAcquisition)"},
-    };
-    for (const auto& step : steps) {
-        ASSERT_EQ(VirtualProducerFailCall(step.function, step.callsBefore, GenTL::GC_ERR_IO, "injected"),
-                  GenTL::GC_ERR_SUCCESS);
-        const std::string text = TextOf([&] { colour->StartStream(8); });
-        EXPECT_EQ(text, std::string("RuntimeException (GC_ERR_IO): ") + step.message + "; " + step.function + ": injected");
-        EXPECT_EQ(Announced(colour, 0), 0) << step.function;
-    }
-    colour->StartStream(8);  // nothing was left behind
-    colour->StopStream();
-}
-
 TEST_F(DeviceTest, TheStreamIsChosenByRoleFromTheTransportFeatures) {
     Device* camera = Open("VX2048S-0001");
     const auto chosen = [&] {
