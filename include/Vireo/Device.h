@@ -132,10 +132,13 @@ private:
     GenApi::INodeMap* NewChunkNodeMap();
     struct StreamRun;
     std::shared_ptr<StreamRun> RunOf(int stream);
+    // How a stop goes: a requested stop, the undoing of a failed start (the buffers go back as
+    // on any failed start, whatever the flush answers), or the destruction of the device
+    // (every step tried, nothing thrown).
+    enum class StopMode { Stop, UndoStart, Abandon };
     // Undoes a start step by step, resuming where an earlier attempt failed; ends every wait on
-    // the stream first. Leaves the stream idle when it returns. Undoing a start, the buffers go
-    // back as on any failed start, whatever the flush answers.
-    void FinishStop(int stream, StreamRun& run, const char* function, bool undoingStart = false);
+    // the stream first. Leaves the stream idle when it returns.
+    void FinishStop(int stream, StreamRun& run, const char* function, StopMode mode);
     // The same, for a failed start: nothing may hide the start's own error, and what cannot be
     // undone now is left for StopStream or DestroyDevice to finish.
     void UndoFailedStart(int stream, StreamRun& run) noexcept;

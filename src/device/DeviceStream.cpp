@@ -290,7 +290,7 @@ void Device::StopStream(int stream) {
     if (run == nullptr)
         VIREO_THROW_PLAIN(LogicalError, "Failure stopping stream due to device not having been streaming", kUnit,
                           "StopStream");
-    FinishStop(stream, *run, "StopStream");
+    FinishStop(stream, *run, "StopStream", StopMode::Stop);
 }
 
 void Device::EndWaits(StreamRun& run) {
@@ -304,63 +304,78 @@ void Device::EndWaits(StreamRun& run) {
     }
 }
 
-void Device::FinishStop(int stream, StreamRun& run, const char* function, bool undoingStart) {
+void Device::FinishStop(int stream, StreamRun& run, const char* function, StopMode mode) {
+    // Abandoning (the device is destroyed), every step is tried whatever the earlier ones
+    // answer: the camera must be left unlocked and the producer without buffers of ours.
+    const auto step = [mode](auto&& body) {
+        if (mode != StopMode::Abandon) return body();
+        try {
+            body();
+        } catch (...) {
+        }
+    };
     m_imageCallbackRunning = false;  // the thread stops taking buffers now; it is joined below
     EndWaits(run);
-    DetachChunks(nullptr);
+    step([&] { DetachChunks(nullptr); });
 
     GenApi::INodeMap* remote = GetNodeMap();
     // A camera that was told to start is told to stop; on a stop that is retried, once.
-    const bool control = hasControl(GetTLDeviceNodeMap(), m_tlDevice);
-    if (remote != nullptr && control && !run.cameraStopped && (run.cameraStarted || run.acquisitionStarted)) {
+    step([&] {
+        const bool control = hasControl(GetTLDeviceNodeMap(), m_tlDevice);
+        if (remote == nullptr || !control || run.cameraStopped || !(run.cameraStarted || run.acquisitionStarted)) return;
         GenApi::CCommandPtr stop = remote->GetNode("AcquisitionStop");
         if (!stop.IsValid())
             VIREO_THROW_PLAIN(Runtime, "Unable to stop acquisition because Acquisition Stop node doesn't exist", kUnit,
                               function);
         stop->Execute(false);
         run.cameraStopped = true;
-    }
-    StopImageCallbackThread();
+    });
+    step([&] { StopImageCallbackThread(); });
 
     StreamInfo* info = m_streams.at(size_t(stream));
     TLDataStream* dataStream = info->GetTLDataStream();
-    if (run.acquisitionStarted) {
+    step([&] {
+        if (!run.acquisitionStarted) return;
         const GenTL::GC_ERROR result = dataStream->StopAcquisition(GenTL::ACQ_STOP_FLAGS_DEFAULT);
         if (result != GenTL::GC_ERR_SUCCESS)
             VIREO_THROW_PRODUCER_ERROR(result, "Unable to stop acquisition", kUnit, function, "DSStopAcquisition");
         run.acquisitionStarted = false;
-    }
-    if (run.event) {
+    });
+    step([&] {
+        if (!run.event) return;
         const GenTL::GC_ERROR result = dataStream->UnregisterEvent(GenTL::EVENT_NEW_BUFFER);
         if (result != GenTL::GC_ERR_SUCCESS)
             VIREO_THROW_PRODUCER_ERROR(result, "Unable to unregister new buffer events", kUnit, function,
                                        "GCUnregisterEvent, EVENT_NEW_BUFFER");
         std::lock_guard runs(m_runMutex);
         run.event.reset();
-    }
-    if (run.paramsLocked && remote != nullptr) {
+    });
+    step([&] {
+        if (!run.paramsLocked || remote == nullptr) return;
         GenApi::CIntegerPtr locked = remote->GetNode("TLParamsLocked");
         if (locked.IsValid()) locked->SetValue(0);
         run.paramsLocked = false;
-    }
-    if (undoingStart) {
+    });
+    if (mode == StopMode::UndoStart) {
         CleanupAnnouncedBuffersOnStartFailure(info);
     } else {
-        if (!run.queueFlushed) {
+        step([&] {
+            if (run.queueFlushed) return;
             const GenTL::GC_ERROR result = dataStream->FlushQueue(GenTL::ACQ_QUEUE_ALL_DISCARD);
             if (result != GenTL::GC_ERR_SUCCESS)
                 VIREO_THROW_PRODUCER_ERROR(result, "Unable to flush queue", kUnit, function, "DSFlushQueue");
             run.queueFlushed = true;
-        }
-        RevokeAnnouncedBuffers(info, function);
+        });
+        step([&] { RevokeAnnouncedBuffers(info, function); });
     }
     std::lock_guard runs(m_runMutex);
+    run.event.reset();
     m_runs[size_t(stream)] = nullptr;
 }
 
 void Device::UndoFailedStart(int stream, StreamRun& run) noexcept {
     try {
-        FinishStop(stream, run, "StartStream", true);
+        FinishStop(stream, run, "StartStream", StopMode::UndoStart);
     } catch (const std::exception& error) {
         LibraryLog(PelgoLog::Error, std::string("A failed start could not be undone completely; StopStream or "
                                                 "DestroyDevice finishes it: ") + error.what());
@@ -370,37 +385,9 @@ void Device::UndoFailedStart(int stream, StreamRun& run) noexcept {
 }
 
 void Device::AbandonStreams() noexcept {
-    for (size_t stream = 0; stream < m_streams.size(); ++stream) {
-        const std::shared_ptr<StreamRun> run = RunOf(int(stream));
-        if (run == nullptr) continue;
-        // Every step is tried once more, whatever the earlier ones answer: the camera must be
-        // left unlocked and the producer without buffers of ours.
-        try {
-            FinishStop(int(stream), *run, "DestroyDevice");
-            continue;
-        } catch (...) {
-        }
-        try {
-            StopImageCallbackThread();
-        } catch (...) {
-        }
-        TLDataStream* dataStream = m_streams[stream]->GetTLDataStream();
-        if (run->acquisitionStarted) dataStream->StopAcquisition(GenTL::ACQ_STOP_FLAGS_KILL);
-        if (run->event) dataStream->UnregisterEvent(GenTL::EVENT_NEW_BUFFER);
-        try {
-            GenApi::CIntegerPtr locked = m_nodeMap != nullptr ? m_nodeMap->GetNode("TLParamsLocked") : nullptr;
-            if (run->paramsLocked && locked.IsValid()) locked->SetValue(0);
-        } catch (...) {
-        }
-        dataStream->FlushQueue(GenTL::ACQ_QUEUE_ALL_DISCARD);
-        try {
-            RevokeAnnouncedBuffers(m_streams[stream], "DestroyDevice");
-        } catch (...) {
-        }
-        std::lock_guard runs(m_runMutex);
-        run->event.reset();
-        m_runs[stream] = nullptr;
-    }
+    for (size_t stream = 0; stream < m_streams.size(); ++stream)
+        if (const std::shared_ptr<StreamRun> run = RunOf(int(stream)))
+            FinishStop(int(stream), *run, "DestroyDevice", StopMode::Abandon);
 }
 
 void Device::StartImageCallbackThread() {
