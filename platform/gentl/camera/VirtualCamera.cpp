@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdio>
 #include <cstring>
 
 #include <Vireo/QoiCodec.h>
@@ -12,6 +13,9 @@
 #include "description/ZipArchive.h"
 #include "Failure.h"
 #include "EventSensor.h"
+#include "BootstrapRegisters.h"
+
+#include <GigE/BootstrapRegisters.h>
 
 namespace VirtualGenTL {
 namespace {
@@ -159,9 +163,75 @@ std::vector<Feature> RemoteFeatures(const CameraModel& model) {
         features.push_back(BooleanFeature("StreamMultipartEnable", "TransportLayerControl"));
         features.push_back(IntegerFeature("PacketResendWindowFrameCount", "TransportLayerControl", Access::RW, 0, 64));
     }
+    // The GigE Vision transport features, one register per stream channel.
+    const auto pinned = [](Feature feature, uint64_t address, uint32_t mask = 0, uint32_t length = 4) {
+        feature.fixedAddress = address;
+        feature.fieldMask = mask;
+        feature.length = length;
+        return feature;
+    };
+    const auto channel = [&](Feature feature, uint64_t offset, uint32_t mask = 0) {
+        feature = pinned(std::move(feature), GigE::Register::streamChannel(0) + offset, mask);
+        feature.selector = "GevStreamChannelSelector";
+        feature.selectorCount = model.dataStreams;
+        feature.selectorStride = GigE::Register::streamChannelStride;
+        return feature;
+    };
+    namespace Reg = GigE::Register;
+    namespace Sc = GigE::Register::StreamChannelOffset;
+    std::vector<EnumEntry> channels;
+    for (uint32_t index = 0; index < model.dataStreams; ++index) channels.push_back({"StreamChannel" + std::to_string(index), index});
+    const std::string tl = "TransportLayerControl";
+    const std::vector<Feature> transport = {
+        pinned(IntegerFeature("GevCurrentDefaultGateway", tl, Access::RO, 0, 0xFFFFFFFF), Reg::currentDefaultGateway),
+        pinned(IntegerFeature("GevPersistentIPAddress", tl, Access::RW, 0, 0xFFFFFFFF), Reg::persistentIpAddress),
+        pinned(IntegerFeature("GevPersistentSubnetMask", tl, Access::RW, 0, 0xFFFFFFFF), Reg::persistentSubnetMask),
+        pinned(IntegerFeature("GevPersistentDefaultGateway", tl, Access::RW, 0, 0xFFFFFFFF), Reg::persistentDefaultGateway),
+        pinned(IntegerFeature("GevHeartbeatTimeout", tl, Access::RW, 500, 600000, 1, "ms"), Reg::heartbeatTimeout),
+        pinned(IntegerFeature("GevTimestampTickFrequency", tl, Access::RO, 0, INT64_MAX, 1, "Hz"),
+               Reg::timestampTickFrequencyHigh, 0, 8),
+        pinned(CommandFeature("GevTimestampControlLatch", tl), Reg::timestampControl, Reg::TimestampControl::latch),
+        pinned(IntegerFeature("GevTimestampValue", tl, Access::RO, 0, INT64_MAX), Reg::timestampValueHigh, 0, 8),
+        pinned(IntegerFeature("GevStreamChannelCount", tl, Access::RO, 0, 512), Reg::streamChannelCount),
+        pinned(EnumerationFeature("GevGVSPExtendedIDMode", tl, {{"Off", 0}, {"On", 1}}), Reg::gvspConfiguration,
+               Reg::GvspConfiguration::extendedIds),
+        EnumerationFeature("GevStreamChannelSelector", tl, channels),
+        channel(IntegerFeature("GevSCPHostPort", tl, Access::RW, 0, 0xFFFF), Sc::port, Reg::ChannelPort::hostPortMask),
+        channel(IntegerFeature("GevSCPSPacketSize", tl, Access::RW, 576, 9000, 4, "B"), Sc::packetSize,
+                Reg::StreamChannelPacketSize::packetSizeMask),
+        channel(BooleanFeature("GevSCPSFireTestPacket", tl), Sc::packetSize, Reg::StreamChannelPacketSize::fireTestPacket),
+        channel(BooleanFeature("GevSCPSDoNotFragment", tl), Sc::packetSize, Reg::StreamChannelPacketSize::doNotFragment),
+        channel(BooleanFeature("GevSCPSBigEndian", tl), Sc::packetSize, Reg::StreamChannelPacketSize::bigEndianPixels),
+        channel(IntegerFeature("GevSCPD", tl, Access::RW, 0, 0xFFFFFFFF, 1, "ticks"), Sc::packetDelay),
+        channel(IntegerFeature("GevSCDA", tl, Access::RW, 0, 0xFFFFFFFF), Sc::destinationAddress),
+        channel(IntegerFeature("GevSCSP", tl, Access::RO, 0, 0xFFFF), Sc::sourcePort, Reg::ChannelPort::hostPortMask),
+    };
+    features.insert(features.end(), transport.begin(), transport.end());
+    // Identity and addresses are the bootstrap registers themselves.
     for (Feature& feature : features) {
-        if (feature.name == "GevCurrentIPAddress" || feature.name == "GevCurrentSubnetMask")
-            feature.representation = "IPV4Address";
+        static const std::pair<const char*, uint64_t> kBootstrap[] = {
+            {"DeviceVendorName", Reg::manufacturerName}, {"DeviceModelName", Reg::modelName},
+            {"DeviceVersion", Reg::deviceVersion}, {"DeviceManufacturerInfo", Reg::manufacturerInfo},
+            {"DeviceSerialNumber", Reg::serialNumber}, {"DeviceUserID", Reg::userDefinedName},
+            {"GevCurrentIPAddress", Reg::currentIpAddress}, {"GevCurrentSubnetMask", Reg::currentSubnetMask},
+            {"ActionDeviceKey", Reg::actionDeviceKey}, {"ActionGroupKey", Reg::actionGroupKey(0)},
+            {"ActionGroupMask", Reg::actionGroupMask(0)}};
+        for (const auto& [name, address] : kBootstrap)
+            if (feature.name == name) {
+                feature.fixedAddress = address;
+                if (feature.kind != FeatureKind::String) feature.length = 4;
+            }
+        if (feature.name == "GevMACAddress") feature = pinned(feature, Reg::macAddressHigh, 0, 8);
+        if (feature.name == "DeviceStreamChannelPacketSize")
+            feature = channel(feature, Sc::packetSize, Reg::StreamChannelPacketSize::packetSizeMask);
+        if (feature.name == "GevSCCFGExtendedChunkData")
+            feature = channel(feature, Sc::configuration, Reg::StreamChannelConfiguration::extendedChunkData);
+    }
+    for (Feature& feature : features) {
+        for (const char* name : {"GevCurrentIPAddress", "GevCurrentSubnetMask", "GevCurrentDefaultGateway",
+                                 "GevPersistentIPAddress", "GevPersistentSubnetMask", "GevPersistentDefaultGateway",
+                                 "GevSCDA"})
+            if (feature.name == name) feature.representation = "IPV4Address";
         if (feature.name == "GevMACAddress") feature.representation = "MACAddress";
         if (feature.name == "ActionGroupKey" || feature.name == "ActionGroupMask") feature.representation = "HexNumber";
         if (feature.access == Access::RW && feature.kind != FeatureKind::Command) feature.streamable = true;
@@ -209,14 +279,31 @@ VirtualCamera::VirtualCamera(CameraModel model, CameraIdentity identity)
     header.toolTip = "Virtual camera " + m_model.modelName;
     header.portName = "Device";
     header.bigEndian = true;  // GigE Vision registers are big-endian
+    header.baseAddress = kRegisterBase;
     auto description = std::make_shared<const Description>(header, RemoteFeatures(m_model));
     m_registers = std::make_unique<RegisterSpace>(
         description, ZipSingleFile(ModelFileStem(m_model) + ".xml", description->Xml()));
+    char url[160];
+    std::snprintf(url, sizeof url, "Local:%s;%llX;%llX", DescriptionFileName().c_str(),
+                  static_cast<unsigned long long>(RegisterSpace::kFileAddress),
+                  static_cast<unsigned long long>(m_registers->FileSize()));
+    m_bootstrap = std::make_unique<BootstrapRegisters>(m_model, m_identity, m_model.dataStreams, url);
+    const auto check = [](BootstrapRegisters::Result result) {
+        if (result == BootstrapRegisters::Result::InvalidAddress)
+            Fail(GenTL::GC_ERR_INVALID_ADDRESS, "no register at this address and length");
+        if (result == BootstrapRegisters::Result::WriteProtect) Fail(GenTL::GC_ERR_ACCESS_DENIED, "the register is read-only");
+    };
+    m_registers->SetLowerPort(
+        {[this, check](uint64_t address, void* buffer, size_t size) { check(m_bootstrap->Read(uint32_t(address), buffer, size)); },
+         [this, check](uint64_t address, const void* buffer, size_t size) {
+             check(m_bootstrap->Write(uint32_t(address), buffer, size));
+         },
+         [this](uint64_t address, const void* buffer, size_t size) { m_bootstrap->Poke(uint32_t(address), buffer, size); }});
 
     RegisterSpace& r = *m_registers;
     r.SetString("DeviceVendorName", m_model.vendorName);
     r.SetString("DeviceModelName", m_model.modelName);
-    r.SetString("DeviceManufacturerInfo", "Virtual camera of the Vireo GenTL producer");
+    r.SetString("DeviceManufacturerInfo", "Virtual camera of the Vireo SDK");
     r.SetString("DeviceVersion", "1.0");
     r.SetString("DeviceFirmwareVersion", m_model.firmwareVersion);
     r.SetString("DeviceSerialNumber", m_identity.serialNumber);
@@ -236,7 +323,8 @@ VirtualCamera::VirtualCamera(CameraModel model, CameraIdentity identity)
     r.SetInteger("AcquisitionFrameRateEnable", 1);
     r.SetFloat("AcquisitionFrameRate", std::min(30.0, m_model.maxFrameRate));
     r.SetFloat("ExposureTime", 10000.0);
-    r.SetInteger("DeviceStreamChannelPacketSize", 1500);
+    for (uint32_t stream = 0; stream < m_model.dataStreams; ++stream) r.SetInteger("GevSCPSPacketSize", 1500, stream);
+    r.SetInteger("GevTimestampTickFrequency", BootstrapRegisters::kTickFrequency);
     r.SetInteger("ChunkEnable", 1, 0);  // CRC on by default once chunk mode is active
     r.SetInteger("GevSCCFGExtendedChunkData", 1);
     if (m_model.timeOfFlight) {
@@ -276,6 +364,7 @@ void VirtualCamera::SetAddress(uint32_t ip, uint32_t subnet, uint32_t gateway) {
     m_identity.defaultGateway = gateway;
     m_registers->SetInteger("GevCurrentIPAddress", ip);
     m_registers->SetInteger("GevCurrentSubnetMask", subnet);
+    m_registers->SetInteger("GevCurrentDefaultGateway", gateway);
 }
 
 void VirtualCamera::SetConnected(bool connected) {
@@ -295,7 +384,7 @@ void VirtualCamera::InstallBehaviour() {
     // Image geometry and format are fixed while the transport parameters are locked, as on
     // a real camera that is streaming.
     r.SetWriteGuard([this](const Feature& feature) {
-        static const char* const kLocked[] = {"Width", "Height", "OffsetX", "OffsetY", "PixelFormat",
+        static const char* const kLocked[] = {"Width", "Height", "OffsetX", "OffsetY", "PixelFormat", "GevSCPSPacketSize",
                                               "DeviceStreamChannelPacketSize"};
         for (const char* name : kLocked)
             if (feature.name == name && m_registers->GetInteger("TLParamsLocked") != 0)

@@ -20,6 +20,7 @@
 
 namespace VirtualGenTL {
 
+class BootstrapRegisters;
 class EventSensor;
 struct EvsTrigger;
 
@@ -69,7 +70,10 @@ public:
     const CameraModel& Model() const { return m_model; }
     const CameraIdentity& Identity() const { return m_identity; }
     void SetAddress(uint32_t ip, uint32_t subnet, uint32_t gateway);  // ForceIp
+    // The features' own registers start here, above the GigE Vision bootstrap registers.
+    static constexpr uint64_t kRegisterBase = 0x10000;
     RegisterSpace& Registers() { return *m_registers; }
+    BootstrapRegisters& Bootstrap() { return *m_bootstrap; }
     std::string DescriptionFileName() const;
 
     // Connection state, as the control interface sets it.
@@ -121,6 +125,7 @@ private:
     CameraModel m_model;
     CameraIdentity m_identity;
     std::unique_ptr<RegisterSpace> m_registers;
+    std::unique_ptr<BootstrapRegisters> m_bootstrap;
     std::atomic<bool> m_connected{true};
     std::atomic<bool> m_claimed{false};
     std::atomic<bool> m_nextIncomplete{false};

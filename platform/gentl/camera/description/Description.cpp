@@ -1,5 +1,6 @@
 #include "Description.h"
 
+#include <bit>
 #include <cstdio>
 #include <stdexcept>
 
@@ -55,18 +56,28 @@ uint32_t Description::RegisterLength(const Feature& feature) {
     return 4;
 }
 
+uint64_t Description::ElementStride(const Feature& feature) {
+    return feature.selectorStride != 0 ? feature.selectorStride : RegisterLength(feature);
+}
+
 Description::Description(DescriptionHeader header, std::vector<Feature> features, std::string extraNodes)
     : m_header(std::move(header)), m_features(std::move(features)) {
-    uint64_t address = 0;
+    uint64_t address = m_header.baseAddress;
     for (size_t index = 0; index < m_features.size(); ++index) {
         Feature& feature = m_features[index];
         if (!m_index.emplace(feature.name, index).second) throw std::logic_error("feature listed twice: " + feature.name);
         if (feature.chunkId != 0 || feature.eventId != 0) continue;  // lives in a frame or an event
+        if (feature.fixedAddress) {
+            if (*feature.fixedAddress >= m_header.baseAddress)
+                throw std::logic_error("fixed address of " + feature.name + " lies in the laid-out block");
+            feature.address = *feature.fixedAddress;
+            continue;
+        }
         feature.address = address;
         const uint64_t count = feature.selector.empty() ? 1 : feature.selectorCount;
-        address += (RegisterLength(feature) * count + 7) / 8 * 8;
+        address += (ElementStride(feature) * count + 7) / 8 * 8;
     }
-    m_registerBytes = address;
+    m_registerBytes = address - m_header.baseAddress;
     BuildXml(extraNodes);
 }
 
@@ -191,18 +202,26 @@ void Description::BuildXml(const std::string& extraNodes) {
             if (m_eventPorts.insert(feature.eventId).second)
                 xml += "  <Port Name=\"" + port + "\">\n    <EventID>" + id + "</EventID>\n  </Port>\n";
         }
-        xml += std::string("  <") + (isFloat ? "FloatReg" : "IntReg") + " Name=\"" + reg + "\">\n";
+        const char* const kind = isFloat ? "FloatReg" : (feature.fieldMask != 0 ? "MaskedIntReg" : "IntReg");
+        xml += std::string("  <") + kind + " Name=\"" + reg + "\">\n";
         xml += "    <Address>" + Hex(feature.eventId != 0 ? feature.eventOffset : feature.address) + "</Address>\n";
         if (!feature.selector.empty())
-            xml += "    <pIndex Offset=\"" + std::to_string(RegisterLength(feature)) + "\">" + feature.selector +
+            xml += "    <pIndex Offset=\"" + std::to_string(ElementStride(feature)) + "\">" + feature.selector +
                    "Reg</pIndex>\n";
         xml += "    <Length>" + std::to_string(RegisterLength(feature)) + "</Length>\n";
         xml += "    <AccessMode>" + std::string(AccessText(feature.access)) + "</AccessMode>\n";
         xml += "    <pPort>" + port + "</pPort>\n";
         xml += "    <Cachable>NoCache</Cachable>\n";
+        if (feature.fieldMask != 0) {
+            // Bits count from the register's most significant bit in big-endian registers.
+            const int high = 31 - std::countl_zero(feature.fieldMask), low = std::countr_zero(feature.fieldMask);
+            const bool big = m_header.bigEndian;
+            xml += "    <LSB>" + std::to_string(big ? 31 - low : low) + "</LSB>\n";
+            xml += "    <MSB>" + std::to_string(big ? 31 - high : high) + "</MSB>\n";
+        }
         if (!isFloat) xml += std::string("    <Sign>") + (feature.min < 0 ? "Signed" : "Unsigned") + "</Sign>\n";
         xml += "    <Endianess>" + endianess + "</Endianess>\n";
-        xml += std::string("  </") + (isFloat ? "FloatReg" : "IntReg") + ">\n";
+        xml += std::string("  </") + kind + ">\n";
     }
     xml += extraNodes;
     xml += "  <Port Name=\"" + m_header.portName + "\" NameSpace=\"Standard\"/>\n";

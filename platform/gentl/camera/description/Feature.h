@@ -5,6 +5,7 @@
 #define VIRTUALGENTL_FEATURE_H
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -42,6 +43,14 @@ struct Feature {
     // port at eventOffset of the event item (2: the ID, 8: the timestamp, 16: the data).
     uint32_t eventId = 0;
     uint64_t eventOffset = 0;
+    // A register at a fixed address below the description's own block (a GigE Vision
+    // bootstrap register), reached through the register space's lower port.
+    std::optional<uint64_t> fixedAddress;
+    // A field of a 4-byte register (e.g. the packet size in the low half of a stream channel
+    // register): the bits set here; 0 means the whole register.
+    uint32_t fieldMask = 0;
+    // Bytes between the elements of a selected register; 0 means the register's length.
+    uint64_t selectorStride = 0;
     // Kept out of the description file: the register is there, but a consumer sees a module
     // without the feature, as with producers that do not offer it.
     bool unpublished = false;

@@ -53,6 +53,17 @@ public:
     using Guard = std::function<void(const Feature& feature)>;
     void SetWriteGuard(Guard guard) { m_guard = std::move(guard); }
 
+    // Serves the addresses below the description's base address (a GigE Vision camera's
+    // bootstrap registers), where features with a fixed address lie. The port's reads and
+    // writes there are checked by the lower port itself (throwing ProducerError); `poke`
+    // writes for the module's own code, whatever the access mode.
+    struct LowerPort {
+        std::function<void(uint64_t address, void* buffer, size_t size)> read;
+        std::function<void(uint64_t address, const void* buffer, size_t size)> write;
+        std::function<void(uint64_t address, const void* buffer, size_t size)> poke;
+    };
+    void SetLowerPort(LowerPort port) { m_lower = std::move(port); }
+
     const Description& GetDescription() const { return *m_description; }
     uint64_t FileSize() const { return m_file.size(); }
     // The URL of the description file on this port, e.g. "local:GenTLSystem.xml;100000;2A0".
@@ -61,6 +72,10 @@ public:
 private:
     uint64_t Load(const Feature& feature, uint32_t index) const;  // raw register value
     void Store(const Feature& feature, uint32_t index, uint64_t raw);
+    uint8_t* Bytes(const Feature& feature, uint32_t index);  // in the own block
+    const uint8_t* Bytes(const Feature& feature, uint32_t index) const;
+    uint64_t Decode(const Feature& feature, const uint8_t* bytes) const;
+    void Encode(const Feature& feature, uint64_t raw, uint8_t* bytes) const;
     const Feature* FeatureAt(uint64_t address, size_t size, uint32_t* index) const;
 
     std::shared_ptr<const Description> m_description;
@@ -71,6 +86,7 @@ private:
     std::map<const Feature*, ReadHook> m_readHooks;
     std::atomic<uint64_t> m_version{0};
     Guard m_guard;
+    LowerPort m_lower;
 };
 
 } // namespace VirtualGenTL

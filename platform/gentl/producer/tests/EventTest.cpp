@@ -112,9 +112,9 @@ TEST_F(RemoteEvents, ActionCommandsTriggerEveryAddressedCamera) {
     // The colour camera listens to action 1 with device key 0x1234, group 7, mask bit 2.
     WriteRemote("TriggerMode", 1, 4);
     WriteRemote("TriggerSource", 1, 4);
-    WriteRemote("ActionDeviceKey", 0x1234);
-    WriteRemote("ActionGroupKey", 7);
-    WriteRemote("ActionGroupMask", 2);
+    WriteRemote("ActionDeviceKey", 0x1234, 4);
+    WriteRemote("ActionGroupKey", 7, 4);
+    WriteRemote("ActionGroupMask", 2, 4);
     AnnounceAndQueue(3);
     StartAcquisition();
     ASSERT_EQ(DevSendActionCommand(device, 0x9999, 7, 2, 100), GC_ERR_SUCCESS);

@@ -39,7 +39,7 @@ uint64_t RegisterAddress(const std::string& xml, const std::string& feature) {
         if (start == std::string::npos) continue;
         const size_t element = xml.rfind('<', start);
         const std::string kind = xml.substr(element + 1, start - element - 2);
-        if (kind != "IntReg" && kind != "FloatReg" && kind != "StringReg") continue;
+        if (kind != "IntReg" && kind != "MaskedIntReg" && kind != "FloatReg" && kind != "StringReg") continue;
         const size_t address = xml.find("<Address>", start);
         return std::stoull(xml.substr(address + 9), nullptr, 16);
     }
