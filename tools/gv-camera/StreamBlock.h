@@ -1,6 +1,7 @@
-// One frame of a camera on its way to a host: the frame's bytes, its GVSP leader and trailer,
-// and how they are cut into packets. Kept for a while after it was sent, so that packets can
-// be sent again when a host asks for them.
+// One block of a camera's stream on its way to a host: a frame (or, in a multi-part block,
+// several frames as its parts), its GVSP leader and trailer, and how they are cut into
+// packets. Kept for a while after it was sent, so that packets can be sent again when a host
+// asks for them.
 #pragma once
 
 #include <cstdint>
@@ -24,9 +25,11 @@ std::uint16_t GvspPayloadType(const VirtualGenTL::FrameInfo& frame);
 
 class StreamBlock {
 public:
-    // blockId as it goes on the wire (16 bits unless extendedId).
-    StreamBlock(std::uint64_t blockId, const VirtualGenTL::FrameInfo& frame, std::vector<std::uint8_t> data,
-                std::uint32_t packetSize, bool extendedId);
+    // data holds the frames back to back; a multi-part block makes each frame a part, any
+    // other block has exactly one frame. blockId as it goes on the wire (16 bits unless
+    // extendedId). std::invalid_argument when the packet size leaves no room for data.
+    StreamBlock(std::uint64_t blockId, const std::vector<VirtualGenTL::FrameInfo>& frames,
+                std::vector<std::uint8_t> data, std::uint32_t packetSize, bool extendedId, bool multiPart);
 
     std::uint64_t Id() const { return m_id; }
     bool ExtendedId() const { return m_extendedId; }
@@ -35,18 +38,29 @@ public:
     std::uint32_t TrailerPacketId() const { return m_payloadPackets + 1; }
     std::size_t DataBytes() const { return m_data.size(); }
 
-    // The GVSP header of a packet (appended to out), and what follows it.
+    // The GVSP header of a packet (and a multi-part payload packet's part header), appended
+    // to out; and the bytes that follow them.
     void Header(std::uint32_t packetId, GigE::Status status, std::uint16_t flags, std::vector<std::uint8_t>& out) const;
     std::span<const std::uint8_t> Content(std::uint32_t packetId) const;
     bool IsPayload(std::uint32_t packetId) const { return packetId >= 1 && packetId <= m_payloadPackets; }
 
 private:
+    struct Part {
+        std::size_t offset = 0;  // in m_data
+        std::size_t length = 0;
+        std::uint32_t firstPacket = 1;
+        std::uint32_t packets = 0;
+    };
+    const Part& PartOf(std::uint32_t packetId, std::uint32_t& index) const;
+
     std::uint64_t m_id;
     bool m_extendedId;
+    bool m_multiPart;
     std::uint16_t m_payloadType;
     std::vector<std::uint8_t> m_data;
     std::vector<std::uint8_t> m_leader;
     std::vector<std::uint8_t> m_trailer;
+    std::vector<Part> m_parts;
     std::uint32_t m_dataPerPacket = 0;
     std::uint32_t m_payloadPackets = 0;
 };

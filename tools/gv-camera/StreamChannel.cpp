@@ -11,6 +11,7 @@
 #include <GigE/PacketSizing.h>
 
 #include "camera/BootstrapRegisters.h"
+#include "camera/EventSensor.h"
 #include "camera/Failure.h"
 
 namespace GvCamera {
@@ -39,6 +40,7 @@ StreamChannel::StreamChannel(std::shared_ptr<VirtualGenTL::VirtualCamera> camera
     : m_camera(std::move(camera)), m_index(index), m_base(Reg::streamChannel(index)), m_faults(faults),
       m_resendBlocks(std::max<std::size_t>(1, resendBlocks)) {
     Socket();  // the source port is known before the channel opens, as SCSPn promises
+    if (VirtualGenTL::CarriesSensorEvents(m_camera->Model(), index)) m_sensor = std::make_unique<VirtualGenTL::EventSensor>();
     m_thread = std::thread([this] { Run(); });
 }
 
@@ -79,12 +81,17 @@ std::optional<StreamChannel::Destination> StreamChannel::CurrentDestination() co
     destination.delay = std::chrono::nanoseconds(std::uint64_t(registers.Get(m_base + Sc::packetDelay)) * 1000000000ull /
                                                  VirtualGenTL::BootstrapRegisters::kTickFrequency);
     destination.extendedId = (registers.Get(Reg::gvspConfiguration) & Reg::GvspConfiguration::extendedIds) != 0;
+    destination.multiPart =
+        (registers.Get(m_base + Sc::configuration) & Reg::StreamChannelConfiguration::multiPart) != 0;
+    if (destination.multiPart)
+        destination.parts = std::uint32_t(std::max<std::int64_t>(1, m_camera->Registers().GetInteger("MultiPartFrameCount", m_index)));
     return destination;
 }
 
 void StreamChannel::PortChanged() {
     const bool open = CurrentDestination().has_value();
     if (open) Socket();
+    if (open) m_restartSensor = true;
     {
         std::lock_guard lock(m_mutex);
         m_open = open;
@@ -115,18 +122,29 @@ void StreamChannel::Run() {
             continue;
         }
         if (!m_camera->WaitForFrame(&m_interrupt)) continue;
-        std::vector<std::uint8_t> data(m_camera->PayloadSize());
-        const VirtualGenTL::FrameInfo frame = m_camera->Produce(data.data(), data.size());
-        data.resize(frame.sizeFilled);
         const std::optional<Destination> destination = CurrentDestination();
         if (!destination || m_faults.Silent()) continue;
+        // A multi-part block carries that many frames back to back, each one part, as a line
+        // scan camera fills a buffer with blocks of lines.
+        const std::uint32_t parts = destination->multiPart ? destination->parts : 1;
+        if (m_sensor && m_restartSensor.exchange(false)) m_sensor->Start(m_sensorOutput, VirtualGenTL::BootstrapRegisters::Ticks());
+        std::vector<VirtualGenTL::FrameInfo> frames;
+        std::vector<std::uint8_t> data;
+        for (std::uint32_t part = 0; part < parts; ++part) {
+            const std::size_t offset = data.size();
+            data.resize(offset + (m_sensor ? VirtualGenTL::EventSensor::PayloadSize(m_sensorOutput, Width(), Height())
+                                           : m_camera->PayloadSize()));
+            frames.push_back(m_camera->Produce(data.data() + offset, data.size() - offset, m_sensor.get(), &m_triggers));
+            m_triggers.clear();
+            data.resize(offset + frames.back().sizeFilled);
+        }
 
         const std::uint64_t count = m_nextBlock++;
         const std::uint64_t wireId = destination->extendedId ? count : (count - 1) % 0xFFFF + 1;
         std::shared_ptr<const StreamBlock> block;
         try {
-            block = std::make_shared<const StreamBlock>(wireId, frame, std::move(data), destination->packetSize,
-                                                        destination->extendedId);
+            block = std::make_shared<const StreamBlock>(wireId, frames, std::move(data), destination->packetSize,
+                                                        destination->extendedId, destination->multiPart);
         } catch (const std::invalid_argument&) {
             continue;  // a packet size too small for any data: nothing can be sent
         }
@@ -186,6 +204,9 @@ void StreamChannel::Run() {
         m_statistics.packetsWithheld += withheld;
     }
 }
+
+std::uint64_t StreamChannel::Width() const { return std::uint64_t(m_camera->Registers().GetInteger("Width")); }
+std::uint64_t StreamChannel::Height() const { return std::uint64_t(m_camera->Registers().GetInteger("Height")); }
 
 std::shared_ptr<const StreamBlock> StreamChannel::Find(std::uint64_t blockId, bool extendedId) const {
     std::lock_guard lock(m_mutex);

@@ -19,6 +19,7 @@
 #include "PacketSender.h"
 #include "StreamBlock.h"
 #include "UdpSocket.h"
+#include "camera/EventSensor.h"
 #include "camera/VirtualCamera.h"
 
 namespace GvCamera {
@@ -56,6 +57,8 @@ private:
         bool doNotFragment = false;
         std::chrono::nanoseconds delay{0};
         bool extendedId = false;
+        bool multiPart = false;
+        std::uint32_t parts = 1;
     };
     std::optional<Destination> CurrentDestination() const;
     // Bound to the camera's current address; made again when that changed (FORCEIP).
@@ -63,6 +66,8 @@ private:
     void Run();
     void Send(const StreamBlock& block, const Destination& destination);
     std::shared_ptr<const StreamBlock> Find(std::uint64_t blockId, bool extendedId) const;
+    std::uint64_t Width() const;
+    std::uint64_t Height() const;
 
     std::shared_ptr<VirtualGenTL::VirtualCamera> m_camera;
     std::uint32_t m_index;
@@ -78,6 +83,12 @@ private:
     std::deque<std::shared_ptr<const StreamBlock>> m_sent;  // newest last
     StreamStatistics m_statistics;
     std::atomic<bool> m_interrupt{false};  // ends the camera's wait for a frame
+    // The event-based sensor's channel sends its events, in the sensor's default output,
+    // instead of images (stream thread only, but for the restart when the channel opens).
+    std::unique_ptr<VirtualGenTL::EventSensor> m_sensor;
+    VirtualGenTL::EvsOutput m_sensorOutput;
+    std::vector<VirtualGenTL::EvsTrigger> m_triggers;
+    std::atomic<bool> m_restartSensor{true};  // its clock starts again when a host opens the channel
 
     std::mutex m_resendMutex;  // resends come from the control thread, one request at a time
     std::uint64_t m_nextBlock = 1;  // counts every block; the wire id is 16 bits without extended ids

@@ -107,7 +107,7 @@ BootstrapRegisters::BootstrapRegisters(const CameraModel& model, const CameraIde
             Map(base + offset, 4, RW);
         for (uint32_t offset : {Sc::sourcePort, Sc::capability, Sc::zoneCount, Sc::zoneDirections}) Map(base + offset, 4, R);
         PutWord(base + Sc::packetSize, 1500);  // fits the common Ethernet MTU
-        PutWord(base + Sc::capability, Scc::unconditionalStreaming | Scc::extendedChunkData);
+        PutWord(base + Sc::capability, Scc::multiPart | Scc::unconditionalStreaming | Scc::extendedChunkData);
         PutWord(base + Sc::configuration, Scc::extendedChunkData);
     }
     Map(Reg::actionGroupKey(0), 8, RW);

@@ -63,6 +63,12 @@ struct EvsTrigger {
 constexpr uint32_t kEvsTriggerChannel = 0;
 constexpr size_t kEvsTriggersPerFrame = 2;
 
+// The stream of a camera with stream roles that carries the sensor's events.
+constexpr uint32_t kEventStreamIndex = 3;
+inline bool CarriesSensorEvents(const CameraModel& model, uint32_t stream) {
+    return model.streamRoles && stream == kEventStreamIndex;
+}
+
 class EventSensor {
 public:
     // A new acquisition with this output: the sensor's clock restarts at 0.

@@ -205,8 +205,16 @@ std::vector<Feature> RemoteFeatures(const CameraModel& model) {
         channel(IntegerFeature("GevSCPD", tl, Access::RW, 0, 0xFFFFFFFF, 1, "ticks"), Sc::packetDelay),
         channel(IntegerFeature("GevSCDA", tl, Access::RW, 0, 0xFFFFFFFF), Sc::destinationAddress),
         channel(IntegerFeature("GevSCSP", tl, Access::RO, 0, 0xFFFF), Sc::sourcePort, Reg::ChannelPort::hostPortMask),
+        channel(BooleanFeature("GevSCCFGMultiPart", tl), Sc::configuration, Reg::StreamChannelConfiguration::multiPart),
+        channel(BooleanFeature("GevSCCFGUnconditionalStreaming", tl), Sc::configuration,
+                Reg::StreamChannelConfiguration::unconditionalStreaming),
     };
     features.insert(features.end(), transport.begin(), transport.end());
+    // Frames per multi-part block on a GigE Vision stream channel, each frame one part.
+    Feature parts = IntegerFeature("MultiPartFrameCount", tl, Access::RW, 1, 16);
+    parts.selector = "GevStreamChannelSelector";
+    parts.selectorCount = model.dataStreams;
+    features.push_back(parts);
     // Identity and addresses are the bootstrap registers themselves.
     for (Feature& feature : features) {
         static const std::pair<const char*, uint64_t> kBootstrap[] = {
@@ -323,7 +331,12 @@ VirtualCamera::VirtualCamera(CameraModel model, CameraIdentity identity)
     r.SetInteger("AcquisitionFrameRateEnable", 1);
     r.SetFloat("AcquisitionFrameRate", std::min(30.0, m_model.maxFrameRate));
     r.SetFloat("ExposureTime", 10000.0);
-    for (uint32_t stream = 0; stream < m_model.dataStreams; ++stream) r.SetInteger("GevSCPSPacketSize", 1500, stream);
+    for (uint32_t stream = 0; stream < m_model.dataStreams; ++stream) {
+        r.SetInteger("GevSCPSPacketSize", 1500, stream);
+        r.SetInteger("MultiPartFrameCount", 4, stream);
+    }
+    // The multi-stream camera's last stream is its multi-part one.
+    if (m_model.streamRoles) r.SetInteger("GevSCCFGMultiPart", 1, m_model.dataStreams - 1);
     r.SetInteger("GevTimestampTickFrequency", BootstrapRegisters::kTickFrequency);
     r.SetInteger("ChunkEnable", 1, 0);  // CRC on by default once chunk mode is active
     r.SetInteger("GevSCCFGExtendedChunkData", 1);

@@ -10,7 +10,7 @@ namespace {
 // The data stream that carries the event-based sensor's events: role 3 of a camera with stream
 // roles.
 bool CarriesSensorEvents(const VirtualCamera& camera, const std::string& id) {
-    return camera.Model().streamRoles && id == "Stream3";
+    return CarriesSensorEvents(camera.Model(), kEventStreamIndex) && id == "Stream" + std::to_string(kEventStreamIndex);
 }
 
 std::unique_ptr<RegisterSpace> StreamPort(const std::string& id, bool eventStream) {

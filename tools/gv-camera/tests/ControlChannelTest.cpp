@@ -1,0 +1,2 @@
+// Filled in by the tests of this suite.
+#include <gtest/gtest.h>

@@ -1,0 +1,66 @@
+// A plain IPv4 UDP socket for the test-side GigE Vision peers: bound to one local address,
+// every receive bounded by a deadline, closed on destruction.
+#ifndef VIREO_GV_CAMERA_TEST_HOST_UDP_SOCKET_H
+#define VIREO_GV_CAMERA_TEST_HOST_UDP_SOCKET_H
+
+#include <chrono>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include <GigE/ByteOrder.h>
+#include <GigE/Discovery.h>
+
+namespace GvCameraTest {
+
+using Clock = std::chrono::steady_clock;
+using Milliseconds = std::chrono::milliseconds;
+
+constexpr GigE::Ipv4Address limitedBroadcast = 0xFFFFFFFF;
+
+// "10.42.0.1" to 0x0A2A0001; std::invalid_argument for anything else.
+GigE::Ipv4Address ParseIpv4(std::string_view text);
+std::string FormatIpv4(GigE::Ipv4Address address);
+
+struct Datagram {
+    std::vector<std::uint8_t> bytes;
+    GigE::Ipv4Address sourceAddress = 0;
+    std::uint16_t sourcePort = 0;
+};
+
+class HostUdpSocket {
+public:
+    // Binds to localAddress:localPort (port 0: any free one); std::system_error on failure.
+    explicit HostUdpSocket(GigE::Ipv4Address localAddress, std::uint16_t localPort = 0);
+    HostUdpSocket(HostUdpSocket&& other) noexcept;
+    HostUdpSocket& operator=(HostUdpSocket&& other) noexcept;
+    HostUdpSocket(const HostUdpSocket&) = delete;
+    HostUdpSocket& operator=(const HostUdpSocket&) = delete;
+    ~HostUdpSocket();
+
+    GigE::Ipv4Address LocalAddress() const { return m_localAddress; }
+    std::uint16_t LocalPort() const { return m_localPort; }
+
+    void EnableBroadcast();
+    // Asks for a larger kernel receive queue, so a whole frame fits while the test is busy;
+    // returns what the kernel granted.
+    int SetReceiveBufferSize(int bytes);
+
+    // False when the kernel refused the datagram (no route, too large).
+    bool SendTo(GigE::Bytes bytes, GigE::Ipv4Address address, std::uint16_t port);
+    // The next datagram, or nothing once the deadline has passed.
+    std::optional<Datagram> Receive(Clock::time_point deadline);
+    // Drops whatever is queued now, without waiting; returns how many datagrams that was.
+    std::size_t Drain();
+
+private:
+    int m_descriptor = -1;
+    GigE::Ipv4Address m_localAddress = 0;
+    std::uint16_t m_localPort = 0;
+};
+
+} // namespace GvCameraTest
+
+#endif
