@@ -3,13 +3,20 @@
 //   (a) plain sendmmsg of a frame's datagrams, prepared whole, one buffer each: the limit;
 //   (b) PacketSender building the same frame's datagrams from a GVSP header and a slice of
 //       the frame (leader, payload packets, trailer), as the device server does;
-//   (c) the same on a connected socket, where datagrams carry no address.
+//   (c) the same on a connected socket, where datagrams carry no address;
+//   (d) the device server itself: a camera's stream channel generating its frames (the
+//       colour camera in Mono8, free-running) and sending them on its own thread.
 // Sockets are opened only in the two namespaces named on the command line, which
 // RunGvspThroughput.sh creates and removes. The main thread enters the receiver's namespace
 // to open the receiving socket, then the sender's, and sends; the receiver thread counts.
 #include "PacketSender.h"
+#include "StreamChannel.h"
 #include "UdpSocket.h"
+#include "camera/BootstrapRegisters.h"
+#include "camera/CameraModel.h"
+#include "camera/VirtualCamera.h"
 
+#include <GigE/BootstrapRegisters.h>
 #include <GigE/GvspHeader.h>
 #include <GigE/GvspLeader.h>
 #include <GigE/GvspTrailer.h>
@@ -34,6 +41,8 @@
 #include <pthread.h>
 #include <poll.h>
 #include <sched.h>
+#include <arpa/inet.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <time.h>
 #include <unistd.h>
@@ -321,6 +330,66 @@ private:
     std::uint64_t m_blockId = 1;
 };
 
+double ProcessCpuSeconds() {
+    rusage usage{};
+    ::getrusage(RUSAGE_SELF, &usage);
+    return double(usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) + double(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e6;
+}
+
+// Case (d): the device server's stream channel with a camera of its own, open for a round at a
+// time. Its thread makes every frame (the test pattern) and sends it, as the server does.
+class ServerStream {
+public:
+    ServerStream(const std::string& source, const sockaddr_in& destination) : m_faults(GvCamera::FaultSettings{}) {
+        VirtualGenTL::CameraIdentity identity;
+        identity.serialNumber = "BENCH-0001";
+        in_addr address{};
+        ::inet_pton(AF_INET, source.c_str(), &address);
+        identity.ipAddress = ntohl(address.s_addr);
+        m_camera = std::make_shared<VirtualGenTL::VirtualCamera>(VirtualGenTL::ColourCameraModel(), identity);
+        VirtualGenTL::RegisterSpace& registers = m_camera->Registers();
+        registers.SetInteger("PixelFormat", mono8);
+        registers.SetInteger("Width", width);
+        registers.SetInteger("Height", height);
+        registers.SetInteger("AcquisitionFrameRateEnable", 0);  // as fast as it can send
+        namespace Reg = GigE::Register;
+        VirtualGenTL::BootstrapRegisters& bootstrap = m_camera->Bootstrap();
+        bootstrap.Set(Reg::streamChannel(0) + Reg::StreamChannelOffset::packetSize,
+                      packetSize | Reg::StreamChannelPacketSize::doNotFragment);
+        bootstrap.Set(Reg::streamChannel(0) + Reg::StreamChannelOffset::destinationAddress, ntohl(destination.sin_addr.s_addr));
+        m_port = ntohs(destination.sin_port);
+        m_channel = std::make_unique<GvCamera::StreamChannel>(m_camera, 0, m_faults, 8);
+        const std::uint8_t one[4] = {0, 0, 0, 1};
+        registers.Write(registers.GetDescription().Get("AcquisitionStart").address, one, sizeof one);
+    }
+    SenderResult Run(double seconds, const std::function<double()>& receiverCpu) {
+        namespace Reg = GigE::Register;
+        const GvCamera::StreamStatistics before = m_channel->Statistics();
+        const double cpuBefore = ProcessCpuSeconds(), receiverBefore = receiverCpu();
+        const auto start = Clock::now();
+        m_camera->Bootstrap().Set(Reg::streamChannel(0) + Reg::StreamChannelOffset::port, m_port);
+        m_channel->PortChanged();
+        std::this_thread::sleep_for(std::chrono::duration<double>(seconds));
+        m_channel->Close();
+        const GvCamera::StreamStatistics after = m_channel->Statistics();
+        SenderResult result;
+        result.wallSeconds = std::chrono::duration<double>(Clock::now() - start).count();
+        result.cpuSeconds = ProcessCpuSeconds() - cpuBefore - (receiverCpu() - receiverBefore);
+        result.frames = after.blocks - before.blocks;
+        result.datagrams = after.packetsSent - before.packetsSent;
+        // The frame's bytes and a GVSP header per packet (leader and trailer contents, 44 bytes
+        // a frame, left out).
+        result.bytes = result.frames * (std::uint64_t(width) * height + 8 * (result.datagrams / std::max<std::uint64_t>(1, result.frames)));
+        return result;
+    }
+
+private:
+    GvCamera::FaultInjector m_faults;
+    std::shared_ptr<VirtualGenTL::VirtualCamera> m_camera;
+    std::unique_ptr<GvCamera::StreamChannel> m_channel;
+    std::uint16_t m_port = 0;
+};
+
 struct Row {
     const char* name;
     SenderResult sent;
@@ -399,6 +468,7 @@ void Print(const std::vector<Row>& rows, const Frame& frame) {
     };
     ratio(1, 0);
     ratio(2, 0);
+    ratio(3, 0);
     std::printf("Sender CPU includes the veth receive path, which the kernel runs on the sending core; Gbit per\n"
                 "CPU s is what the sender would offer with a core to itself, the figure least moved by neighbours.\n");
 }
@@ -429,21 +499,36 @@ int main(int argc, char** argv) {
         GvspSender gvsp(gvspSocket.Descriptor(), destination, frame);
         GvspSender connected(connectedSocket.Descriptor(), destination, frame);
 
+        ServerStream server(options.source, destination);
+
         // Interleaved rounds rather than one stretch per case: on a shared machine the load
         // drifts, and each case should meet the same drift.
         std::vector<Row> rows{{"(a) plain sendmmsg, prepared", {}, {}, {}},
                               {"(b) PacketSender, GVSP", {}, {}, {}},
-                              {"(c) PacketSender, connected", {}, {}, {}}};
+                              {"(c) PacketSender, connected", {}, {}, {}},
+                              {"(d) device server stream", {}, {}, {}}};
         const double warmUp = 0.2, round = options.seconds / options.rounds;
         Measure(warmUp, [&] { plain.SendFrame(); }, [&] { return plain.Totals(); });
         Measure(warmUp, [&] { gvsp.SendFrame(); }, [&] { return gvsp.Totals(); });
         Measure(warmUp, [&] { connected.SendFrame(); }, [&] { return connected.Totals(); });
         // The order rotates: a case's place in a round was seen to be worth some 10 %.
         for (int r = 0; r < options.rounds; ++r)
-            for (int place = 0; place < 3; ++place) switch ((r + place) % 3) {
+            for (int place = 0; place < 4; ++place) switch ((r + place) % 4) {
                 case 0: RunRound(rows[0], plain, receiver, round); break;
                 case 1: RunRound(rows[1], gvsp, receiver, round); break;
-                default: RunRound(rows[2], connected, receiver, round); break;
+                case 2: RunRound(rows[2], connected, receiver, round); break;
+                default: {
+                    receiver.WaitUntilQuiet();
+                    const Receiver::Count before = receiver.Snapshot();
+                    const SenderResult sent = server.Run(round, [&] { return receiver.Snapshot().cpuSeconds; });
+                    receiver.WaitUntilQuiet();
+                    Receiver::Count received = receiver.Snapshot();
+                    received.datagrams -= before.datagrams;
+                    received.bytes -= before.bytes;
+                    received.cpuSeconds -= before.cpuSeconds;
+                    Accumulate(rows[3], sent, received);
+                    break;
+                }
                 }
         Print(rows, frame);
         return 0;
