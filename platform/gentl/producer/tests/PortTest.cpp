@@ -98,4 +98,49 @@ TEST_F(Ports, StackedAccessReadsSeveralRegisters) {
     EXPECT_EQ(height[6] << 8 | height[7], 2048);
 }
 
+// The camera's transport features are its GigE Vision bootstrap registers, as on a device on
+// the network: the producer and the GigE Vision device server read and write one register.
+TEST_F(Ports, TransportFeaturesLieOnTheBootstrapRegisters) {
+    OpenCamera();
+    const auto read = [&](uint64_t address, size_t length) {
+        std::vector<uint8_t> bytes(length);
+        size_t size = length;
+        EXPECT_EQ(GCReadPort(remote, address, bytes.data(), &size), GC_ERR_SUCCESS) << address << ": " << LastErrorText();
+        return bytes;
+    };
+    const auto word = [&](uint64_t address) {
+        const std::vector<uint8_t> bytes = read(address, 4);
+        return uint32_t(bytes[0]) << 24 | uint32_t(bytes[1]) << 16 | uint32_t(bytes[2]) << 8 | bytes[3];
+    };
+    EXPECT_EQ(word(0x0000), 0x00020001u);  // version 2.1
+    const std::vector<uint8_t> serial = read(0x00D8, 16);
+    EXPECT_STREQ(reinterpret_cast<const char*>(serial.data()), "VC2448C-0001");
+
+    // The first URL names the zipped description file in device memory; hosts read it in whole
+    // words, so its last partial word reads too, and nothing after it.
+    const std::vector<uint8_t> urlBytes = read(0x0200, 512);
+    const std::string url(reinterpret_cast<const char*>(urlBytes.data()));
+    const size_t fileSize = ReadDescriptionFile(remote).size();
+    char expected[96];
+    std::snprintf(expected, sizeof expected, "Local:Vireo_VC_2448C.zip;100000;%zX", fileSize);
+    EXPECT_EQ(url, expected);
+    const uint64_t end = 0x100000 + (fileSize + 3) / 4 * 4;
+    read(end - 4, 4);
+    uint8_t bytes[4] = {};
+    size_t size = 4;
+    EXPECT_EQ(GCReadPort(remote, end, bytes, &size), GC_ERR_INVALID_ADDRESS);
+
+    // One register, two names: the GigE Vision packet size and the generic one.
+    const uint64_t packetSize = RegisterAddress(RemoteXml(), "GevSCPSPacketSize");
+    EXPECT_EQ(packetSize, 0x0D04u);
+    EXPECT_EQ(RegisterAddress(RemoteXml(), "DeviceStreamChannelPacketSize"), packetSize);
+    EXPECT_EQ(word(packetSize) & 0xFFFF, 1500u);
+
+    // Read-only bootstrap registers refuse writes; nothing lies between them and the features.
+    size = 4;
+    EXPECT_EQ(GCWritePort(remote, 0x0000, bytes, &size), GC_ERR_ACCESS_DENIED);
+    EXPECT_EQ(GCReadPort(remote, 0xA000, bytes, &size), GC_ERR_INVALID_ADDRESS);
+    EXPECT_EQ(GCReadPort(remote, 0x0002, bytes, &size), GC_ERR_INVALID_ADDRESS);  // not a whole word
+}
+
 } // namespace
