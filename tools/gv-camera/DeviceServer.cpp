@@ -41,6 +41,14 @@ Status StatusOf(const VirtualGenTL::ProducerError& error) {
     }
 }
 
+// Requesters whose last answer is kept for their retries; more hosts than this rarely talk to
+// one camera at the same time.
+constexpr std::size_t kRememberedRequesters = 16;
+
+// A host cannot keep up a shorter heartbeat through ordinary scheduling delays, and a
+// timeout of 0 would drop the primary the moment it wrote it.
+constexpr std::uint32_t kMinimumHeartbeatTimeoutMs = 500;
+
 bool IsStreamChannelRegister(std::uint32_t address, std::uint32_t channels, std::uint32_t& channel, std::uint32_t& offset) {
     if (address < Reg::streamChannelBase) return false;
     channel = (address - Reg::streamChannelBase) / Reg::streamChannelStride;
@@ -133,14 +141,20 @@ void DeviceServer::Handle(const Inbound& inbound) {
     if (m_primary && *m_primary == requester) m_lastHeartbeat = Clock::now();
     // A host that repeats a request id did not get the answer: it gets the same one again,
     // without the command being carried out twice.
-    if (m_lastAnswer && m_lastAnswer->requester == requester && m_lastAnswer->requestId == header.requestId &&
-        m_lastAnswer->command == header.command && header.command != std::uint16_t(GigE::CommandCode::Discovery)) {
-        {
+    const CachedAnswer* last = LastAnswer(requester);
+    if (last && last->requestId == header.requestId && last->command == header.command &&
+        header.command != std::uint16_t(GigE::CommandCode::Discovery)) {
+        if (last->datagram.empty()) {
             std::lock_guard lock(m_statisticsMutex);
             ++m_statistics.retriesReplayed;
+            return;
         }
-        if (!m_lastAnswer->datagram.empty() && !m_faults.DropAcknowledge())
-            Send(m_lastAnswer->datagram, inbound.from, false);
+        // The replay is an acknowledge like any other, and the injected loss hits it the same way.
+        const bool drop = m_faults.DropAcknowledge();
+        if (!drop) Send(last->datagram, inbound.from, false);
+        std::lock_guard lock(m_statisticsMutex);
+        ++m_statistics.retriesReplayed;
+        ++(drop ? m_statistics.acknowledgesWithheld : m_statistics.acknowledges);
         return;
     }
     if (parsed.status != Status::Success || !parsed.command) {
@@ -294,7 +308,9 @@ void DeviceServer::Answer(const GigE::CommandHeader& header, Status status, GigE
                           bool broadcastFallback) {
     CachedAnswer cached{{ntohl(to.sin_addr.s_addr), ntohs(to.sin_port)}, header.requestId, header.command, {}};
     if (header.acknowledgeRequested()) cached.datagram = GigE::encodeAcknowledgeFor(header, status, payload);
-    m_lastAnswer = cached;
+    std::erase_if(m_lastAnswers, [&](const CachedAnswer& answer) { return answer.requester == cached.requester; });
+    if (m_lastAnswers.size() == kRememberedRequesters) m_lastAnswers.pop_front();
+    m_lastAnswers.push_back(std::move(cached));
     if (!header.acknowledgeRequested()) return;
     {
         std::lock_guard lock(m_statisticsMutex);
@@ -318,7 +334,7 @@ void DeviceServer::Answer(const GigE::CommandHeader& header, Status status, GigE
         ++m_statistics.acknowledgesWithheld;
         return;
     }
-    Send(cached.datagram, to, broadcastFallback);
+    Send(m_lastAnswers.back().datagram, to, broadcastFallback);
     std::lock_guard lock(m_statisticsMutex);
     ++m_statistics.acknowledges;
 }
@@ -423,6 +439,10 @@ GigE::Status DeviceServer::ReadBlock(std::uint32_t address, std::uint8_t* data, 
 GigE::Status DeviceServer::WriteWord(std::uint32_t address, std::uint32_t value, const Requester&) {
     std::uint8_t bytes[4] = {std::uint8_t(value >> 24), std::uint8_t(value >> 16), std::uint8_t(value >> 8),
                              std::uint8_t(value)};
+    if (address == Reg::heartbeatTimeout && value < kMinimumHeartbeatTimeoutMs) {
+        value = kMinimumHeartbeatTimeoutMs;
+        for (int byte = 0; byte < 4; ++byte) bytes[byte] = std::uint8_t(value >> (24 - 8 * byte));
+    }
     std::uint32_t channel = 0, offset = 0;
     if (IsStreamChannelRegister(address, std::uint32_t(m_streams.size()), channel, offset) &&
         offset == Reg::StreamChannelOffset::packetSize) {
@@ -501,6 +521,12 @@ void DeviceServer::FireAction() {
     }
     VirtualGenTL::RegisterSpace& registers = m_camera->Registers();
     if (registers.GetInteger("TriggerMode") != 0 && registers.GetInteger("TriggerSource") == 1) m_camera->Trigger();
+}
+
+const DeviceServer::CachedAnswer* DeviceServer::LastAnswer(const Requester& requester) const {
+    for (const CachedAnswer& answer : m_lastAnswers)
+        if (answer.requester == requester) return &answer;
+    return nullptr;
 }
 
 void DeviceServer::Rebind(std::uint32_t ip) {

@@ -105,7 +105,10 @@ private:
         std::uint16_t command = 0;
         std::vector<std::uint8_t> datagram;  // empty when nothing was sent
     };
-    std::optional<CachedAnswer> m_lastAnswer;
+    // The last answer to each of the most recent requesters: a host's retry must find its answer
+    // even when another host (a monitor, a heartbeat from elsewhere) spoke in between.
+    std::deque<CachedAnswer> m_lastAnswers;
+    const CachedAnswer* LastAnswer(const Requester& requester) const;
     std::vector<ScheduledAction> m_scheduled;
     mutable std::mutex m_statisticsMutex;
     ControlStatistics m_statistics;

@@ -27,9 +27,8 @@ sockaddr_in Address(std::uint32_t ip, std::uint16_t port) {
 } // namespace
 
 MessageChannel::MessageChannel(std::shared_ptr<VirtualGenTL::VirtualCamera> camera, FaultInjector& faults)
-    : m_camera(std::move(camera)), m_faults(faults),
-      m_socket(Address(m_camera->Bootstrap().Get(Reg::currentIpAddress), 0)) {
-    m_camera->Bootstrap().Set(Reg::messageChannelSourcePort, m_socket.LocalPort());
+    : m_camera(std::move(camera)), m_faults(faults) {
+    Socket();  // MCSP names the source port before the channel opens
     m_thread = std::thread([this] { Run(); });
 }
 
@@ -43,8 +42,19 @@ MessageChannel::~MessageChannel() {
     m_thread.join();
 }
 
+std::shared_ptr<UdpSocket> MessageChannel::Socket() {
+    std::lock_guard lock(m_mutex);
+    const std::uint32_t ip = m_camera->Bootstrap().Get(Reg::currentIpAddress);
+    if (!m_socket || ntohl(m_socket->LocalAddress().sin_addr.s_addr) != ip) {
+        m_socket = std::make_shared<UdpSocket>(Address(ip, 0));
+        m_camera->Bootstrap().Set(Reg::messageChannelSourcePort, m_socket->LocalPort());
+    }
+    return m_socket;
+}
+
 void MessageChannel::PortChanged() {
     const bool open = (m_camera->Bootstrap().Get(Reg::messageChannelPort) & Reg::ChannelPort::hostPortMask) != 0;
+    if (open) Socket();
     {
         std::lock_guard lock(m_mutex);
         m_open = open;
@@ -95,10 +105,11 @@ void MessageChannel::Deliver(std::vector<std::uint8_t> packet) {
     packet[1] = acknowledge ? GigE::CommandFlag::acknowledge : 0;
     packet[6] = std::uint8_t(requestId >> 8);
     packet[7] = std::uint8_t(requestId);
+    const std::shared_ptr<UdpSocket> socket = Socket();
     std::uint8_t answer[64];
     for (std::uint32_t attempt = 0; attempt <= retries; ++attempt) {
         try {
-            m_socket.SendTo(packet, host);
+            socket->SendTo(packet, host);
         } catch (const std::system_error&) {
             return;  // no route to the host any more
         }
@@ -110,7 +121,7 @@ void MessageChannel::Deliver(std::vector<std::uint8_t> packet) {
         const auto deadline = std::chrono::steady_clock::now() + timeout;
         while (std::chrono::steady_clock::now() < deadline) {
             const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
-            const std::optional<std::size_t> received = m_socket.Receive(answer, std::max(left, std::chrono::milliseconds(1)));
+            const std::optional<std::size_t> received = socket->Receive(answer, std::max(left, std::chrono::milliseconds(1)));
             if (!received) break;
             const auto parsed = GigE::parseAcknowledge(GigE::Bytes(answer, *received));
             if (parsed && parsed->header.acknowledgeId == requestId) {

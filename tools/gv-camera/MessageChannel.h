@@ -37,15 +37,17 @@ public:
 private:
     void Run();
     void Deliver(std::vector<std::uint8_t> packet);
+    // Bound to the camera's current address; made again when that changed (FORCEIP).
+    std::shared_ptr<UdpSocket> Socket();
 
     std::shared_ptr<VirtualGenTL::VirtualCamera> m_camera;
     FaultInjector& m_faults;
-    UdpSocket m_socket;
 
     mutable std::mutex m_mutex;  // guards the state below
     std::condition_variable m_changed;
     bool m_open = false;
     bool m_quit = false;
+    std::shared_ptr<UdpSocket> m_socket;
     MessageStatistics m_statistics;
     std::uint16_t m_requestId = 0;
     std::thread m_thread;

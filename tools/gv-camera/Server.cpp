@@ -1,6 +1,8 @@
 #include "Server.h"
 
 #include <arpa/inet.h>
+#include <poll.h>
+#include <sys/socket.h>
 
 #include <stdexcept>
 
@@ -56,13 +58,37 @@ Server::~Server() {
 }
 
 void Server::ListenForBroadcasts() {
+    // The socket also gets unicast datagrams for addresses of this host that no camera has;
+    // only what went to a broadcast address is meant for the cameras.
+    const int on = 1;
+    ::setsockopt(m_broadcast->Descriptor(), IPPROTO_IP, IP_PKTINFO, &on, sizeof on);
     std::vector<std::uint8_t> buffer(GigE::gvcpMaxDatagramSize + 64);
     while (!m_quit) {
+        pollfd descriptor{m_broadcast->Descriptor(), POLLIN, 0};
+        if (::poll(&descriptor, 1, 100) <= 0) continue;
         sockaddr_in from{};
-        const std::optional<std::size_t> size = m_broadcast->Receive(buffer, std::chrono::milliseconds(100), &from);
-        if (!size) continue;
-        for (const auto& device : m_devices)
-            device->Broadcast(std::vector<std::uint8_t>(buffer.begin(), buffer.begin() + std::ptrdiff_t(*size)), from);
+        iovec vector{buffer.data(), buffer.size()};
+        alignas(cmsghdr) char control[CMSG_SPACE(sizeof(in_pktinfo))];
+        msghdr message{};
+        message.msg_name = &from;
+        message.msg_namelen = sizeof from;
+        message.msg_iov = &vector;
+        message.msg_iovlen = 1;
+        message.msg_control = control;
+        message.msg_controllen = sizeof control;
+        const ssize_t size = ::recvmsg(m_broadcast->Descriptor(), &message, MSG_DONTWAIT);
+        if (size < 0) continue;
+        std::uint32_t destination = 0;
+        for (cmsghdr* header = CMSG_FIRSTHDR(&message); header != nullptr; header = CMSG_NXTHDR(&message, header))
+            if (header->cmsg_level == IPPROTO_IP && header->cmsg_type == IP_PKTINFO)
+                destination = ntohl(reinterpret_cast<const in_pktinfo*>(CMSG_DATA(header))->ipi_addr.s_addr);
+        for (const auto& device : m_devices) {
+            const VirtualGenTL::BootstrapRegisters& registers = device->Camera().Bootstrap();
+            const std::uint32_t mask = registers.Get(GigE::Register::currentSubnetMask);
+            const std::uint32_t subnetBroadcast = registers.Get(GigE::Register::currentIpAddress) | ~mask;
+            if (destination != INADDR_BROADCAST && destination != subnetBroadcast) continue;
+            device->Broadcast(std::vector<std::uint8_t>(buffer.begin(), buffer.begin() + size), from);
+        }
     }
 }
 

@@ -43,6 +43,8 @@ public:
     void Header(std::uint32_t packetId, GigE::Status status, std::uint16_t flags, std::vector<std::uint8_t>& out) const;
     std::span<const std::uint8_t> Content(std::uint32_t packetId) const;
     bool IsPayload(std::uint32_t packetId) const { return packetId >= 1 && packetId <= m_payloadPackets; }
+    // The frame memory, for another block to reuse once nothing sends from this one any more.
+    std::vector<std::uint8_t> TakeData() { return std::move(m_data); }
 
 private:
     struct Part {

@@ -129,21 +129,34 @@ void StreamChannel::Run() {
         const std::uint32_t parts = destination->multiPart ? destination->parts : 1;
         if (m_sensor && m_restartSensor.exchange(false)) m_sensor->Start(m_sensorOutput, VirtualGenTL::BootstrapRegisters::Ticks());
         std::vector<VirtualGenTL::FrameInfo> frames;
+        // The memory of a block that left the resend buffer: a fresh frame-sized allocation
+        // would be mapped and faulted in page by page for every frame.
         std::vector<std::uint8_t> data;
-        for (std::uint32_t part = 0; part < parts; ++part) {
-            const std::size_t offset = data.size();
-            data.resize(offset + (m_sensor ? VirtualGenTL::EventSensor::PayloadSize(m_sensorOutput, Width(), Height())
-                                           : m_camera->PayloadSize()));
-            frames.push_back(m_camera->Produce(data.data() + offset, data.size() - offset, m_sensor.get(), &m_triggers));
-            m_triggers.clear();
-            data.resize(offset + frames.back().sizeFilled);
+        {
+            std::lock_guard lock(m_mutex);
+            if (!m_spare.empty()) {
+                data = std::move(m_spare.back());
+                m_spare.pop_back();
+            }
         }
+        // Grown only where the last frame was smaller, which spares zeroing what the camera
+        // overwrites anyway.
+        std::size_t used = 0;
+        for (std::uint32_t part = 0; part < parts; ++part) {
+            const std::size_t room = m_sensor ? VirtualGenTL::EventSensor::PayloadSize(m_sensorOutput, Width(), Height())
+                                              : m_camera->PayloadSize();
+            if (data.size() < used + room) data.resize(used + room);
+            frames.push_back(m_camera->Produce(data.data() + used, room, m_sensor.get(), &m_triggers));
+            m_triggers.clear();
+            used += frames.back().sizeFilled;
+        }
+        data.resize(used);
 
         const std::uint64_t count = m_nextBlock++;
         const std::uint64_t wireId = destination->extendedId ? count : (count - 1) % 0xFFFF + 1;
-        std::shared_ptr<const StreamBlock> block;
+        std::shared_ptr<StreamBlock> block;
         try {
-            block = std::make_shared<const StreamBlock>(wireId, frames, std::move(data), destination->packetSize,
+            block = std::make_shared<StreamBlock>(wireId, frames, std::move(data), destination->packetSize,
                                                         destination->extendedId, destination->multiPart);
         } catch (const std::invalid_argument&) {
             continue;  // a packet size too small for any data: nothing can be sent
@@ -151,7 +164,11 @@ void StreamChannel::Run() {
         {
             std::lock_guard lock(m_mutex);
             m_sent.push_back(block);
-            while (m_sent.size() > m_resendBlocks) m_sent.pop_front();
+            while (m_sent.size() > m_resendBlocks) {
+                // A block no resend is using any more gives its memory to the next frame.
+                if (m_sent.front().use_count() == 1 && m_spare.size() < 2) m_spare.push_back(m_sent.front()->TakeData());
+                m_sent.pop_front();
+            }
             ++m_statistics.blocks;
         }
         if (std::shared_ptr<UdpSocket> current = Socket(); current != socket) {

@@ -80,7 +80,8 @@ private:
     bool m_open = false;
     bool m_quit = false;
     std::shared_ptr<UdpSocket> m_socket;
-    std::deque<std::shared_ptr<const StreamBlock>> m_sent;  // newest last
+    std::deque<std::shared_ptr<StreamBlock>> m_sent;  // newest last
+    std::vector<std::vector<std::uint8_t>> m_spare;   // memory of blocks that left m_sent
     StreamStatistics m_statistics;
     std::atomic<bool> m_interrupt{false};  // ends the camera's wait for a frame
     // The event-based sensor's channel sends its events, in the sensor's default output,

@@ -217,7 +217,8 @@ void AravisStream::PushBuffers(int count, std::size_t size) {
     for (int index = 0; index < count; ++index) arv_stream_push_buffer(m_stream.get(), arv_buffer_new_allocate(size));
 }
 
-std::vector<GrabbedBuffer> AravisStream::Grab(int count, std::chrono::milliseconds timeout) {
+std::vector<GrabbedBuffer> AravisStream::Grab(int count, std::chrono::milliseconds timeout,
+                                              const BufferInspector& inspect) {
     std::vector<GrabbedBuffer> grabbed;
     const auto timeoutUs = static_cast<guint64>(std::chrono::duration_cast<std::chrono::microseconds>(timeout).count());
     for (int index = 0; index < count; ++index) {
@@ -229,8 +230,11 @@ std::vector<GrabbedBuffer> AravisStream::Grab(int count, std::chrono::millisecon
         result.payloadType = arv_buffer_get_payload_type(buffer);
         result.timestampNs = arv_buffer_get_timestamp(buffer);
         result.systemTimestampNs = arv_buffer_get_system_timestamp(buffer);
-        if (result.payloadType == ARV_BUFFER_PAYLOAD_TYPE_IMAGE ||
-            result.payloadType == ARV_BUFFER_PAYLOAD_TYPE_EXTENDED_CHUNK_DATA) {
+        // A buffer that failed before its leader arrived has no image part to ask about.
+        if ((result.payloadType == ARV_BUFFER_PAYLOAD_TYPE_IMAGE ||
+             result.payloadType == ARV_BUFFER_PAYLOAD_TYPE_EXTENDED_CHUNK_DATA) &&
+            arv_buffer_get_n_parts(buffer) > 0 &&
+            arv_buffer_get_part_data_type(buffer, 0) == ARV_BUFFER_PART_DATA_TYPE_2D_IMAGE) {
             result.width = arv_buffer_get_image_width(buffer);
             result.height = arv_buffer_get_image_height(buffer);
             result.pixelFormat = arv_buffer_get_image_pixel_format(buffer);
@@ -238,6 +242,7 @@ std::vector<GrabbedBuffer> AravisStream::Grab(int count, std::chrono::millisecon
         size_t size = 0;
         const auto* data = static_cast<const std::uint8_t*>(arv_buffer_get_data(buffer, &size));
         if (data != nullptr) result.data.assign(data, data + size);
+        if (inspect) inspect(buffer, result);
         grabbed.push_back(std::move(result));
         arv_stream_push_buffer(m_stream.get(), buffer);
     }

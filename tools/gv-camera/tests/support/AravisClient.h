@@ -6,6 +6,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <memory>
 #include <stdexcept>
@@ -156,9 +157,12 @@ public:
 
     // Queues count buffers of `size` bytes (0: the camera's payload size).
     void PushBuffers(int count, std::size_t size = 0);
+    // Sees each buffer before it is queued again, for what GrabbedBuffer does not copy
+    // (the parts of a multi-part buffer, chunk data through a chunk parser).
+    using BufferInspector = std::function<void(ArvBuffer* buffer, GrabbedBuffer& grabbed)>;
     // Waits for up to `count` buffers, each within `timeout`; every buffer is copied out
     // and queued again. Stops at the first wait that times out.
-    std::vector<GrabbedBuffer> Grab(int count, std::chrono::milliseconds timeout);
+    std::vector<GrabbedBuffer> Grab(int count, std::chrono::milliseconds timeout, const BufferInspector& inspect = {});
     AravisStreamStatistics Statistics() const;
 
 private:

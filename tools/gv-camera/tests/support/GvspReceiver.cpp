@@ -116,6 +116,12 @@ void GvspReceiver::Accept(const Datagram& datagram) {
             break;
         }
         const auto data = packet->content.subspan(GigE::multiPartPayloadHeaderSize);
+        // An offset past every frame a camera can make is a broken packet, not memory to find.
+        constexpr std::uint64_t kLargestBlock = std::uint64_t(1) << 30;
+        if (part->offset > kLargestBlock) {
+            ++m_counters.malformedPackets;
+            break;
+        }
         block.multiPartPieces.push_back({header.packetId, *part, data.size()});
         const std::size_t end = part->offset + data.size();
         if (block.data.size() < end) block.data.resize(end);
