@@ -23,14 +23,6 @@ using Clock = std::chrono::steady_clock;
 
 namespace {
 
-sockaddr_in Address(std::uint32_t ip, std::uint16_t port) {
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(ip);
-    address.sin_port = htons(port);
-    return address;
-}
-
 // What a failure of the camera's registers means for a host.
 Status StatusOf(const VirtualGenTL::ProducerError& error) {
     switch (error.Code()) {
@@ -64,7 +56,7 @@ DeviceServer::DeviceServer(std::shared_ptr<VirtualGenTL::VirtualCamera> camera, 
     UdpSocketOptions options;
     options.reuseAddress = true;  // beside the server's broadcast socket on the same port
     options.broadcast = true;     // for acknowledges to hosts on another subnet
-    m_control = std::make_unique<UdpSocket>(Address(m_camera->Bootstrap().Get(Reg::currentIpAddress), GigE::gvcpPort),
+    m_control = std::make_unique<UdpSocket>(MakeAddress(m_camera->Bootstrap().Get(Reg::currentIpAddress), GigE::gvcpPort),
                                             options);
     if (::pipe2(m_wake, O_CLOEXEC | O_NONBLOCK) != 0) throw std::system_error(errno, std::generic_category(), "pipe");
     for (std::uint32_t channel = 0; channel < m_camera->Bootstrap().StreamChannels(); ++channel)
@@ -346,7 +338,7 @@ void DeviceServer::Send(std::span<const std::uint8_t> datagram, const sockaddr_i
         // A host on another subnet that allowed it gets a broadcast instead.
         if (!broadcastFallback) return;
         try {
-            m_control->SendTo(datagram, Address(INADDR_BROADCAST, ntohs(to.sin_port)));
+            m_control->SendTo(datagram, MakeAddress(INADDR_BROADCAST, ntohs(to.sin_port)));
         } catch (const std::system_error&) {
         }
     }
@@ -534,7 +526,7 @@ void DeviceServer::Rebind(std::uint32_t ip) {
     UdpSocketOptions options;
     options.reuseAddress = true;
     options.broadcast = true;
-    m_control = std::make_unique<UdpSocket>(Address(ip, GigE::gvcpPort), options);
+    m_control = std::make_unique<UdpSocket>(MakeAddress(ip, GigE::gvcpPort), options);
 }
 
 ControlStatistics DeviceServer::Statistics() const {

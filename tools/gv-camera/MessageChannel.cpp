@@ -14,18 +14,6 @@ namespace GvCamera {
 
 namespace Reg = GigE::Register;
 
-namespace {
-
-sockaddr_in Address(std::uint32_t ip, std::uint16_t port) {
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(ip);
-    address.sin_port = htons(port);
-    return address;
-}
-
-} // namespace
-
 MessageChannel::MessageChannel(std::shared_ptr<VirtualGenTL::VirtualCamera> camera, FaultInjector& faults)
     : m_camera(std::move(camera)), m_faults(faults) {
     Socket();  // MCSP names the source port before the channel opens
@@ -46,7 +34,7 @@ std::shared_ptr<UdpSocket> MessageChannel::Socket() {
     std::lock_guard lock(m_mutex);
     const std::uint32_t ip = m_camera->Bootstrap().Get(Reg::currentIpAddress);
     if (!m_socket || ntohl(m_socket->LocalAddress().sin_addr.s_addr) != ip) {
-        m_socket = std::make_shared<UdpSocket>(Address(ip, 0));
+        m_socket = std::make_shared<UdpSocket>(MakeAddress(ip, 0));
         m_camera->Bootstrap().Set(Reg::messageChannelSourcePort, m_socket->LocalPort());
     }
     return m_socket;
@@ -89,7 +77,7 @@ void MessageChannel::Run() {
 
 void MessageChannel::Deliver(std::vector<std::uint8_t> packet) {
     const VirtualGenTL::BootstrapRegisters& registers = m_camera->Bootstrap();
-    const sockaddr_in host = Address(registers.Get(Reg::messageChannelDestinationAddress),
+    const sockaddr_in host = MakeAddress(registers.Get(Reg::messageChannelDestinationAddress),
                                      std::uint16_t(registers.Get(Reg::messageChannelPort) & Reg::ChannelPort::hostPortMask));
     const auto timeout = std::chrono::milliseconds(registers.Get(Reg::messageChannelTransmissionTimeout));
     const std::uint32_t retries = registers.Get(Reg::messageChannelRetryCount);

@@ -25,14 +25,6 @@ namespace {
 // enough that a request for a huge range cannot make the device flood the network.
 constexpr std::uint32_t kMaximumErrorPackets = 16;
 
-sockaddr_in Address(std::uint32_t ip, std::uint16_t port) {
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(ip);
-    address.sin_port = htons(port);
-    return address;
-}
-
 } // namespace
 
 StreamChannel::StreamChannel(std::shared_ptr<VirtualGenTL::VirtualCamera> camera, std::uint32_t index,
@@ -61,7 +53,7 @@ std::shared_ptr<UdpSocket> StreamChannel::Socket() {
     if (!m_socket || ntohl(m_socket->LocalAddress().sin_addr.s_addr) != ip) {
         UdpSocketOptions options;
         options.sendBufferBytes = streamSendBufferBytes;
-        m_socket = std::make_shared<UdpSocket>(Address(ip, 0), options);
+        m_socket = std::make_shared<UdpSocket>(MakeAddress(ip, 0), options);
         m_camera->Bootstrap().Set(m_base + Sc::sourcePort, m_socket->LocalPort());
     }
     return m_socket;
@@ -73,7 +65,7 @@ std::optional<StreamChannel::Destination> StreamChannel::CurrentDestination() co
     const std::uint32_t ip = registers.Get(m_base + Sc::destinationAddress);
     if (port == 0 || ip == 0) return std::nullopt;
     Destination destination;
-    destination.address = Address(ip, std::uint16_t(port));
+    destination.address = MakeAddress(ip, std::uint16_t(port));
     const std::uint32_t packetSize = registers.Get(m_base + Sc::packetSize);
     destination.packetSize = packetSize & Reg::StreamChannelPacketSize::packetSizeMask;
     destination.doNotFragment = (packetSize & Reg::StreamChannelPacketSize::doNotFragment) != 0;

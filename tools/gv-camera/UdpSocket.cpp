@@ -22,6 +22,14 @@ sockaddr_in MakeAddress(std::string_view dottedQuad, std::uint16_t port) {
     return address;
 }
 
+sockaddr_in MakeAddress(std::uint32_t ip, std::uint16_t port) {
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(ip);
+    address.sin_port = htons(port);
+    return address;
+}
+
 std::string ToString(const sockaddr_in& address) {
     char text[INET_ADDRSTRLEN] = {};
     inet_ntop(AF_INET, &address.sin_addr, text, sizeof text);

@@ -34,6 +34,9 @@ constexpr int streamSendBufferBytes = 8 << 20;
 
 // "a.b.c.d" and a port (host order); std::invalid_argument for anything else.
 sockaddr_in MakeAddress(std::string_view dottedQuad, std::uint16_t port);
+// An IPv4 address held as a number whose most significant byte is the first octet, as the
+// GigE Vision registers hold it, and a port (host order).
+sockaddr_in MakeAddress(std::uint32_t ip, std::uint16_t port);
 // "a.b.c.d:port".
 std::string ToString(const sockaddr_in& address);
 
