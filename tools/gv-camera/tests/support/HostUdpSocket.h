@@ -1,5 +1,5 @@
-// A plain IPv4 UDP socket for the test-side GigE Vision peers: bound to one local address,
-// every receive bounded by a deadline, closed on destruction.
+// The test-side GigE Vision peers' view of the server's UDP socket: addresses as the registers
+// hold them, every receive bounded by a deadline, refused sends as false rather than errors.
 #ifndef VIREO_GV_CAMERA_TEST_HOST_UDP_SOCKET_H
 #define VIREO_GV_CAMERA_TEST_HOST_UDP_SOCKET_H
 
@@ -12,6 +12,8 @@
 
 #include <GigE/ByteOrder.h>
 #include <GigE/Discovery.h>
+
+#include "UdpSocket.h"
 
 namespace GvCameraTest {
 
@@ -34,14 +36,9 @@ class HostUdpSocket {
 public:
     // Binds to localAddress:localPort (port 0: any free one); std::system_error on failure.
     explicit HostUdpSocket(GigE::Ipv4Address localAddress, std::uint16_t localPort = 0);
-    HostUdpSocket(HostUdpSocket&& other) noexcept;
-    HostUdpSocket& operator=(HostUdpSocket&& other) noexcept;
-    HostUdpSocket(const HostUdpSocket&) = delete;
-    HostUdpSocket& operator=(const HostUdpSocket&) = delete;
-    ~HostUdpSocket();
 
-    GigE::Ipv4Address LocalAddress() const { return m_localAddress; }
-    std::uint16_t LocalPort() const { return m_localPort; }
+    GigE::Ipv4Address LocalAddress() const;
+    std::uint16_t LocalPort() const { return m_socket.LocalPort(); }
 
     void EnableBroadcast();
     // Asks for a larger kernel receive queue, so a whole frame fits while the test is busy;
@@ -56,9 +53,7 @@ public:
     std::size_t Drain();
 
 private:
-    int m_descriptor = -1;
-    GigE::Ipv4Address m_localAddress = 0;
-    std::uint16_t m_localPort = 0;
+    GvCamera::UdpSocket m_socket;
 };
 
 } // namespace GvCameraTest
