@@ -44,9 +44,11 @@ GvCamera::CameraChoice ParseChoice(const std::string& text) {
     std::string address = text.substr(at + 1);
     int prefix = -1;
     if (const std::size_t slash = address.find('/'); slash != std::string::npos) {
-        prefix = std::stoi(address.substr(slash + 1));
+        const std::string digits = address.substr(slash + 1);
         address.resize(slash);
-        if (prefix < 1 || prefix > 32) throw CLI::ValidationError("--camera", "prefix length of " + text + " must be 1 to 32");
+        if (digits.empty() || digits.size() > 2 || digits.find_first_not_of("0123456789") != std::string::npos ||
+            (prefix = std::stoi(digits)) < 1 || prefix > 32)
+            throw CLI::ValidationError("--camera", "prefix length of " + text + " must be 1 to 32");
     }
     in_addr parsed{};
     if (::inet_pton(AF_INET, address.c_str(), &parsed) != 1)

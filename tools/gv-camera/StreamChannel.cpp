@@ -204,7 +204,10 @@ void StreamChannel::Run() {
             }
         }
         try {
-            if (holding) sender->Add(heldHeader, heldContent), ++sent;
+            if (holding) {
+                sender->Add(heldHeader, heldContent);
+                ++sent;
+            }
             sender->Flush();
         } catch (const std::system_error&) {
         }
