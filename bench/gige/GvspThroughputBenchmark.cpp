@@ -11,7 +11,7 @@
 // to open the receiving socket, then the sender's, and sends; the receiver thread counts.
 #include "PacketSender.h"
 #include "StreamChannel.h"
-#include "UdpSocket.h"
+#include <Net/UdpSocket.h>
 #include "camera/BootstrapRegisters.h"
 #include "camera/CameraModel.h"
 #include "camera/VirtualCamera.h"
@@ -124,7 +124,7 @@ double ThreadCpuSeconds() {
 // Counts what arrives until told to stop, in batches like a GVSP receiver.
 class Receiver {
 public:
-    explicit Receiver(UdpSocket socket, int core) : m_socket(std::move(socket)), m_thread([this, core] { Run(core); }) {}
+    explicit Receiver(Net::UdpSocket socket, int core) : m_socket(std::move(socket)), m_thread([this, core] { Run(core); }) {}
     ~Receiver() {
         m_stop = true;
         m_thread.join();
@@ -172,7 +172,7 @@ private:
         }
     }
 
-    UdpSocket m_socket;
+    Net::UdpSocket m_socket;
     std::atomic<bool> m_stop{false};
     std::atomic<std::uint64_t> m_datagrams{0}, m_bytes{0};
     std::atomic<double> m_cpuSeconds{0};
@@ -481,16 +481,16 @@ int main(int argc, char** argv) {
         PinTo(options.senderCore);
 
         EnterNamespace(options.receiverNamespace);
-        UdpSocketOptions receiving;
+        Net::UdpSocketOptions receiving;
         receiving.receiveBufferBytes = 32 << 20;
-        UdpSocket receiverSocket(options.destination, receiverPort, receiving);
+        Net::UdpSocket receiverSocket(options.destination, receiverPort, receiving);
         EnterNamespace(options.senderNamespace);
-        UdpSocketOptions sending;
-        sending.sendBufferBytes = streamSendBufferBytes;
-        sending.fragmentation = Fragmentation::Forbid;
-        UdpSocket plainSocket(options.source, 0, sending), gvspSocket(options.source, 0, sending),
+        Net::UdpSocketOptions sending;
+        sending.sendBufferBytes = Net::streamSendBufferBytes;
+        sending.fragmentation = Net::Fragmentation::Forbid;
+        Net::UdpSocket plainSocket(options.source, 0, sending), gvspSocket(options.source, 0, sending),
             connectedSocket(options.source, 0, sending);
-        const sockaddr_in destination = MakeAddress(options.destination, receiverPort);
+        const sockaddr_in destination = Net::MakeAddress(options.destination, receiverPort);
         connectedSocket.Connect(destination);
 
         const Frame frame;

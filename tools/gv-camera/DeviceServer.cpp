@@ -53,10 +53,10 @@ bool IsStreamChannelRegister(std::uint32_t address, std::uint32_t channels, std:
 DeviceServer::DeviceServer(std::shared_ptr<VirtualGenTL::VirtualCamera> camera, const FaultSettings& faults,
                            std::size_t resendBlocks)
     : m_camera(std::move(camera)), m_faults(faults) {
-    UdpSocketOptions options;
+    Net::UdpSocketOptions options;
     options.reuseAddress = true;  // beside the server's broadcast socket on the same port
     options.broadcast = true;     // for acknowledges to hosts on another subnet
-    m_control = std::make_unique<UdpSocket>(MakeAddress(m_camera->Bootstrap().Get(Reg::currentIpAddress), GigE::gvcpPort),
+    m_control = std::make_unique<Net::UdpSocket>(Net::MakeAddress(m_camera->Bootstrap().Get(Reg::currentIpAddress), GigE::gvcpPort),
                                             options);
     if (::pipe2(m_wake, O_CLOEXEC | O_NONBLOCK) != 0) throw std::system_error(errno, std::generic_category(), "pipe");
     for (std::uint32_t channel = 0; channel < m_camera->Bootstrap().StreamChannels(); ++channel)
@@ -338,7 +338,7 @@ void DeviceServer::Send(std::span<const std::uint8_t> datagram, const sockaddr_i
         // A host on another subnet that allowed it gets a broadcast instead.
         if (!broadcastFallback) return;
         try {
-            m_control->SendTo(datagram, MakeAddress(INADDR_BROADCAST, ntohs(to.sin_port)));
+            m_control->SendTo(datagram, Net::MakeAddress(INADDR_BROADCAST, ntohs(to.sin_port)));
         } catch (const std::system_error&) {
         }
     }
@@ -523,10 +523,10 @@ const DeviceServer::CachedAnswer* DeviceServer::LastAnswer(const Requester& requ
 
 void DeviceServer::Rebind(std::uint32_t ip) {
     if (ip == m_camera->Bootstrap().Get(Reg::currentIpAddress)) return;
-    UdpSocketOptions options;
+    Net::UdpSocketOptions options;
     options.reuseAddress = true;
     options.broadcast = true;
-    m_control = std::make_unique<UdpSocket>(MakeAddress(ip, GigE::gvcpPort), options);
+    m_control = std::make_unique<Net::UdpSocket>(Net::MakeAddress(ip, GigE::gvcpPort), options);
 }
 
 ControlStatistics DeviceServer::Statistics() const {

@@ -18,7 +18,7 @@
 #include "FaultInjection.h"
 #include "MessageChannel.h"
 #include "StreamChannel.h"
-#include "UdpSocket.h"
+#include <Net/UdpSocket.h>
 #include "camera/VirtualCamera.h"
 
 namespace GvCamera {
@@ -87,7 +87,7 @@ private:
 
     std::shared_ptr<VirtualGenTL::VirtualCamera> m_camera;
     FaultInjector m_faults;
-    std::unique_ptr<UdpSocket> m_control;
+    std::unique_ptr<Net::UdpSocket> m_control;
     int m_wake[2] = {-1, -1};  // a pipe: the broadcast listener wakes the control thread
     std::vector<std::unique_ptr<StreamChannel>> m_streams;
     std::unique_ptr<MessageChannel> m_messages;

@@ -30,11 +30,11 @@ MessageChannel::~MessageChannel() {
     m_thread.join();
 }
 
-std::shared_ptr<UdpSocket> MessageChannel::Socket() {
+std::shared_ptr<Net::UdpSocket> MessageChannel::Socket() {
     std::lock_guard lock(m_mutex);
     const std::uint32_t ip = m_camera->Bootstrap().Get(Reg::currentIpAddress);
     if (!m_socket || ntohl(m_socket->LocalAddress().sin_addr.s_addr) != ip) {
-        m_socket = std::make_shared<UdpSocket>(MakeAddress(ip, 0));
+        m_socket = std::make_shared<Net::UdpSocket>(Net::MakeAddress(ip, 0));
         m_camera->Bootstrap().Set(Reg::messageChannelSourcePort, m_socket->LocalPort());
     }
     return m_socket;
@@ -77,7 +77,7 @@ void MessageChannel::Run() {
 
 void MessageChannel::Deliver(std::vector<std::uint8_t> packet) {
     const VirtualGenTL::BootstrapRegisters& registers = m_camera->Bootstrap();
-    const sockaddr_in host = MakeAddress(registers.Get(Reg::messageChannelDestinationAddress),
+    const sockaddr_in host = Net::MakeAddress(registers.Get(Reg::messageChannelDestinationAddress),
                                      std::uint16_t(registers.Get(Reg::messageChannelPort) & Reg::ChannelPort::hostPortMask));
     const auto timeout = std::chrono::milliseconds(registers.Get(Reg::messageChannelTransmissionTimeout));
     const std::uint32_t retries = registers.Get(Reg::messageChannelRetryCount);
@@ -93,7 +93,7 @@ void MessageChannel::Deliver(std::vector<std::uint8_t> packet) {
     packet[1] = acknowledge ? GigE::CommandFlag::acknowledge : 0;
     packet[6] = std::uint8_t(requestId >> 8);
     packet[7] = std::uint8_t(requestId);
-    const std::shared_ptr<UdpSocket> socket = Socket();
+    const std::shared_ptr<Net::UdpSocket> socket = Socket();
     std::uint8_t answer[64];
     for (std::uint32_t attempt = 0; attempt <= retries; ++attempt) {
         try {

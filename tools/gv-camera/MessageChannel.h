@@ -11,7 +11,7 @@
 #include <thread>
 
 #include "FaultInjection.h"
-#include "UdpSocket.h"
+#include <Net/UdpSocket.h>
 #include "camera/VirtualCamera.h"
 
 namespace GvCamera {
@@ -38,7 +38,7 @@ private:
     void Run();
     void Deliver(std::vector<std::uint8_t> packet);
     // Bound to the camera's current address; made again when that changed (FORCEIP).
-    std::shared_ptr<UdpSocket> Socket();
+    std::shared_ptr<Net::UdpSocket> Socket();
 
     std::shared_ptr<VirtualGenTL::VirtualCamera> m_camera;
     FaultInjector& m_faults;
@@ -47,7 +47,7 @@ private:
     std::condition_variable m_changed;
     bool m_open = false;
     bool m_quit = false;
-    std::shared_ptr<UdpSocket> m_socket;
+    std::shared_ptr<Net::UdpSocket> m_socket;
     MessageStatistics m_statistics;
     std::uint16_t m_requestId = 0;
     std::thread m_thread;

@@ -1,6 +1,6 @@
 #include "PacketSender.h"
 
-#include "UdpSocket.h"
+#include <Net/UdpSocket.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -152,7 +152,7 @@ std::size_t PacketSender::Send(std::size_t first, std::size_t count) {
         }
         throw std::system_error(error, std::generic_category(),
                                 "cannot send stream datagrams to " +
-                                    (m_addressed ? ToString(m_destination) : std::string("the connected peer")));
+                                    (m_addressed ? Net::ToString(m_destination) : std::string("the connected peer")));
     }
     return passed;
 }

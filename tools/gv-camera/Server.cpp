@@ -40,10 +40,10 @@ std::vector<VirtualGenTL::CatalogueEntry> ChooseCameras(const std::vector<Camera
 
 Server::Server(const std::vector<CameraChoice>& choices, const FaultSettings& faults, std::size_t resendBlocks) {
     // Bound before the cameras' sockets on the same port, which then take the unicast traffic.
-    UdpSocketOptions options;
+    Net::UdpSocketOptions options;
     options.reuseAddress = true;
     options.broadcast = true;
-    m_broadcast = std::make_unique<UdpSocket>(MakeAddress("0.0.0.0", GigE::gvcpPort), options);
+    m_broadcast = std::make_unique<Net::UdpSocket>(Net::MakeAddress("0.0.0.0", GigE::gvcpPort), options);
     for (VirtualGenTL::CatalogueEntry& entry : ChooseCameras(choices)) {
         auto camera = std::make_shared<VirtualGenTL::VirtualCamera>(std::move(entry.model), std::move(entry.identity));
         m_devices.push_back(std::make_unique<DeviceServer>(std::move(camera), faults, resendBlocks));

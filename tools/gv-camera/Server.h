@@ -14,7 +14,7 @@
 
 #include "DeviceServer.h"
 #include "FaultInjection.h"
-#include "UdpSocket.h"
+#include <Net/UdpSocket.h>
 #include "camera/Catalogue.h"
 
 namespace GvCamera {
@@ -44,7 +44,7 @@ private:
     void ListenForBroadcasts();
 
     std::vector<std::unique_ptr<DeviceServer>> m_devices;
-    std::unique_ptr<UdpSocket> m_broadcast;
+    std::unique_ptr<Net::UdpSocket> m_broadcast;
     std::atomic<bool> m_quit{false};
     std::thread m_thread;
 };

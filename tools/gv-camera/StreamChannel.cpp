@@ -47,13 +47,13 @@ StreamChannel::~StreamChannel() {
     m_thread.join();
 }
 
-std::shared_ptr<UdpSocket> StreamChannel::Socket() {
+std::shared_ptr<Net::UdpSocket> StreamChannel::Socket() {
     std::lock_guard lock(m_mutex);
     const std::uint32_t ip = m_camera->Bootstrap().Get(Reg::currentIpAddress);
     if (!m_socket || ntohl(m_socket->LocalAddress().sin_addr.s_addr) != ip) {
-        UdpSocketOptions options;
-        options.sendBufferBytes = streamSendBufferBytes;
-        m_socket = std::make_shared<UdpSocket>(MakeAddress(ip, 0), options);
+        Net::UdpSocketOptions options;
+        options.sendBufferBytes = Net::streamSendBufferBytes;
+        m_socket = std::make_shared<Net::UdpSocket>(Net::MakeAddress(ip, 0), options);
         m_camera->Bootstrap().Set(m_base + Sc::sourcePort, m_socket->LocalPort());
     }
     return m_socket;
@@ -65,7 +65,7 @@ std::optional<StreamChannel::Destination> StreamChannel::CurrentDestination() co
     const std::uint32_t ip = registers.Get(m_base + Sc::destinationAddress);
     if (port == 0 || ip == 0) return std::nullopt;
     Destination destination;
-    destination.address = MakeAddress(ip, std::uint16_t(port));
+    destination.address = Net::MakeAddress(ip, std::uint16_t(port));
     const std::uint32_t packetSize = registers.Get(m_base + Sc::packetSize);
     destination.packetSize = packetSize & Reg::StreamChannelPacketSize::packetSizeMask;
     destination.doNotFragment = (packetSize & Reg::StreamChannelPacketSize::doNotFragment) != 0;
@@ -101,7 +101,7 @@ void StreamChannel::Close() {
 void StreamChannel::Run() {
     PacketSender* sender = nullptr;
     std::unique_ptr<PacketSender> ownSender;
-    std::shared_ptr<UdpSocket> socket;
+    std::shared_ptr<Net::UdpSocket> socket;
     for (;;) {
         {
             std::unique_lock lock(m_mutex);
@@ -163,12 +163,12 @@ void StreamChannel::Run() {
             }
             ++m_statistics.blocks;
         }
-        if (std::shared_ptr<UdpSocket> current = Socket(); current != socket) {
+        if (std::shared_ptr<Net::UdpSocket> current = Socket(); current != socket) {
             socket = current;
             ownSender = std::make_unique<PacketSender>(socket->Descriptor());
             sender = ownSender.get();
         }
-        socket->SetFragmentation(destination->doNotFragment ? Fragmentation::Forbid : Fragmentation::Allow);
+        socket->SetFragmentation(destination->doNotFragment ? Net::Fragmentation::Forbid : Net::Fragmentation::Allow);
         sender->SetDestination(destination->address);
         sender->SetInterPacketDelay(destination->delay);
 
@@ -232,7 +232,7 @@ void StreamChannel::Resend(const GigE::PacketResendCommand& request) {
     if (!destination) return;
     const std::shared_ptr<const StreamBlock> block = Find(request.blockId, request.extendedId);
     std::lock_guard resendLock(m_resendMutex);
-    const std::shared_ptr<UdpSocket> socket = Socket();
+    const std::shared_ptr<Net::UdpSocket> socket = Socket();
     PacketSender sender(socket->Descriptor(), 16);
     sender.SetDestination(destination->address);
     std::vector<std::uint8_t> header;
@@ -272,10 +272,10 @@ void StreamChannel::Resend(const GigE::PacketResendCommand& request) {
 void StreamChannel::FireTestPacket() {
     const std::optional<Destination> destination = CurrentDestination();
     if (!destination || destination->packetSize <= GigE::ipHeaderSize + GigE::udpHeaderSize) return;
-    const std::shared_ptr<UdpSocket> socket = Socket();
+    const std::shared_ptr<Net::UdpSocket> socket = Socket();
     std::vector<std::uint8_t> datagram(GigE::udpPayloadSize(destination->packetSize), 0);
     try {
-        socket->SetFragmentation(destination->doNotFragment ? Fragmentation::Forbid : Fragmentation::Allow);
+        socket->SetFragmentation(destination->doNotFragment ? Net::Fragmentation::Forbid : Net::Fragmentation::Allow);
         socket->SendTo(datagram, destination->address);
     } catch (const std::system_error&) {
         return;  // larger than the path allows: that is what the host wants to find out

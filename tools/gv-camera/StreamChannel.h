@@ -18,7 +18,7 @@
 #include "FaultInjection.h"
 #include "PacketSender.h"
 #include "StreamBlock.h"
-#include "UdpSocket.h"
+#include <Net/UdpSocket.h>
 #include "camera/EventSensor.h"
 #include "camera/VirtualCamera.h"
 
@@ -62,7 +62,7 @@ private:
     };
     std::optional<Destination> CurrentDestination() const;
     // Bound to the camera's current address; made again when that changed (FORCEIP).
-    std::shared_ptr<UdpSocket> Socket();
+    std::shared_ptr<Net::UdpSocket> Socket();
     void Run();
     void Send(const StreamBlock& block, const Destination& destination);
     std::shared_ptr<const StreamBlock> Find(std::uint64_t blockId, bool extendedId) const;
@@ -79,7 +79,7 @@ private:
     std::condition_variable m_changed;
     bool m_open = false;
     bool m_quit = false;
-    std::shared_ptr<UdpSocket> m_socket;
+    std::shared_ptr<Net::UdpSocket> m_socket;
     std::deque<std::shared_ptr<StreamBlock>> m_sent;  // newest last
     std::vector<std::vector<std::uint8_t>> m_spare;   // memory of blocks that left m_sent
     StreamStatistics m_statistics;

@@ -3,7 +3,7 @@
 // use a local datagram socket pair, whose reader holds the writer back when it lags, which
 // a UDP receiver never does.
 #include "PacketSender.h"
-#include "UdpSocket.h"
+#include <Net/UdpSocket.h>
 
 #include <gtest/gtest.h>
 
@@ -60,15 +60,15 @@ struct Traffic {
     }
 };
 
-UdpSocket LoopbackSocket() {
-    UdpSocketOptions options;
+Net::UdpSocket LoopbackSocket() {
+    Net::UdpSocketOptions options;
     options.receiveBufferBytes = 4 << 20;
-    return UdpSocket("127.0.0.1", 0, options);
+    return Net::UdpSocket("127.0.0.1", 0, options);
 }
 
 // Up to count datagrams, each waited for at most a second, then a short look for any more
 // (which are returned too).
-std::vector<Datagram> ReceiveUdp(UdpSocket& socket, std::size_t count) {
+std::vector<Datagram> ReceiveUdp(Net::UdpSocket& socket, std::size_t count) {
     std::vector<Datagram> received;
     Datagram buffer(65536);
     for (;;) {
@@ -109,7 +109,7 @@ struct SocketPair {
 
 TEST(PacketSenderBatches, DatagramsBeyondManyBatchesArriveWholeAndInOrder) {
     REQUIRE_NETWORK_NAMESPACE();
-    UdpSocket receiver = LoopbackSocket(), sender("127.0.0.1", 0);
+    Net::UdpSocket receiver = LoopbackSocket(), sender("127.0.0.1", 0);
     const Traffic traffic(203);
     PacketSender packets(sender.Descriptor(), 8);
     packets.SetDestination(receiver.LocalAddress());
@@ -131,7 +131,7 @@ TEST(PacketSenderBatches, DatagramsBeyondManyBatchesArriveWholeAndInOrder) {
 
 TEST(PacketSenderBatches, ChangingTheDestinationSendsWhatWasQueuedToTheOldOne) {
     REQUIRE_NETWORK_NAMESPACE();
-    UdpSocket first = LoopbackSocket(), second = LoopbackSocket(), sender("127.0.0.1", 0);
+    Net::UdpSocket first = LoopbackSocket(), second = LoopbackSocket(), sender("127.0.0.1", 0);
     // Connected to the first: datagrams to it go without an address, to the second with one.
     sender.Connect(first.LocalAddress());
     const Traffic traffic(9);
@@ -219,11 +219,11 @@ TEST(PacketSenderErrors, AClosedPortCountsDropsAndTheStreamGoesOn) {
     REQUIRE_NETWORK_NAMESPACE();
     sockaddr_in closed{};
     {
-        UdpSocket listener("127.0.0.1", 0);
+        Net::UdpSocket listener("127.0.0.1", 0);
         closed = listener.LocalAddress();
     }
     // Only a connected socket hears of the port unreachable messages.
-    UdpSocket sender("127.0.0.1", 0);
+    Net::UdpSocket sender("127.0.0.1", 0);
     sender.Connect(closed);
     PacketSender packets(sender.Descriptor(), 8);
     packets.SetDestination(closed);
@@ -238,7 +238,7 @@ TEST(PacketSenderErrors, AClosedPortCountsDropsAndTheStreamGoesOn) {
 
     // The host opens its port again: datagrams arrive (but the first may still meet the
     // refusal the last one before caused).
-    UdpSocket listener(closed);
+    Net::UdpSocket listener(closed);
     traffic.AddTo(packets, 0, 5);
     packets.Flush();
     const std::vector<Datagram> received = ReceiveUdp(listener, 4);
@@ -248,9 +248,9 @@ TEST(PacketSenderErrors, AClosedPortCountsDropsAndTheStreamGoesOn) {
 
 TEST(PacketSenderErrors, NoRouteCountsEveryDatagramAsDropped) {
     REQUIRE_NETWORK_NAMESPACE();
-    UdpSocket sender("0.0.0.0", 0);
+    Net::UdpSocket sender("0.0.0.0", 0);
     PacketSender packets(sender.Descriptor(), 4);
-    packets.SetDestination(MakeAddress("10.99.0.1", 20202)); // the namespace has no route there
+    packets.SetDestination(Net::MakeAddress("10.99.0.1", 20202)); // the namespace has no route there
     const Traffic traffic(6);
     traffic.AddTo(packets, 0, 6);
     ASSERT_NO_THROW(packets.Flush());
@@ -260,7 +260,7 @@ TEST(PacketSenderErrors, NoRouteCountsEveryDatagramAsDropped) {
 
 TEST(PacketSenderPacing, PacedDatagramsGoOneByOneThenBatchesResume) {
     REQUIRE_NETWORK_NAMESPACE();
-    UdpSocket receiver = LoopbackSocket(), sender("127.0.0.1", 0);
+    Net::UdpSocket receiver = LoopbackSocket(), sender("127.0.0.1", 0);
     const Traffic traffic(60);
     PacketSender packets(sender.Descriptor(), 8);
     packets.SetDestination(receiver.LocalAddress());
@@ -281,21 +281,21 @@ TEST(PacketSenderPacing, PacedDatagramsGoOneByOneThenBatchesResume) {
 
 TEST(UdpSocketTest, BindsReportsItsAddressAndNamesItInErrors) {
     REQUIRE_NETWORK_NAMESPACE();
-    UdpSocketOptions options;
-    options.sendBufferBytes = streamSendBufferBytes;
-    options.fragmentation = Fragmentation::Forbid;
-    UdpSocket socket("127.0.0.1", 0, options);
+    Net::UdpSocketOptions options;
+    options.sendBufferBytes = Net::streamSendBufferBytes;
+    options.fragmentation = Net::Fragmentation::Forbid;
+    Net::UdpSocket socket("127.0.0.1", 0, options);
     EXPECT_NE(socket.LocalPort(), 0);
-    EXPECT_GE(socket.SetSendBuffer(streamSendBufferBytes), streamSendBufferBytes) << "root may exceed the system cap";
+    EXPECT_GE(socket.SetSendBuffer(Net::streamSendBufferBytes), Net::streamSendBufferBytes) << "root may exceed the system cap";
     Datagram buffer(16);
     EXPECT_EQ(socket.Receive(buffer, 10ms), std::nullopt);
 
     try {
-        UdpSocket elsewhere("192.0.2.1", 3956); // not an address of this host
+        Net::UdpSocket elsewhere("192.0.2.1", 3956); // not an address of this host
         FAIL() << "bound an address the host does not have";
     } catch (const std::system_error& error) {
         EXPECT_EQ(error.code(), std::errc::address_not_available);
         EXPECT_NE(std::string(error.what()).find("192.0.2.1:3956"), std::string::npos) << error.what();
     }
-    EXPECT_THROW(MakeAddress("10.77.0", 1), std::invalid_argument);
+    EXPECT_THROW(Net::MakeAddress("10.77.0", 1), std::invalid_argument);
 }

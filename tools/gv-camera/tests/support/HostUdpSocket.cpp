@@ -17,7 +17,7 @@ constexpr std::size_t maxDatagramSize = 65507;
 } // namespace
 
 GigE::Ipv4Address ParseIpv4(std::string_view text) {
-    return ntohl(GvCamera::MakeAddress(text, 0).sin_addr.s_addr);
+    return ntohl(Net::MakeAddress(text, 0).sin_addr.s_addr);
 }
 
 std::string FormatIpv4(GigE::Ipv4Address address) {
@@ -26,7 +26,7 @@ std::string FormatIpv4(GigE::Ipv4Address address) {
 }
 
 HostUdpSocket::HostUdpSocket(GigE::Ipv4Address localAddress, std::uint16_t localPort)
-    : m_socket(GvCamera::MakeAddress(localAddress, localPort)) {}
+    : m_socket(Net::MakeAddress(localAddress, localPort)) {}
 
 GigE::Ipv4Address HostUdpSocket::LocalAddress() const { return ntohl(m_socket.LocalAddress().sin_addr.s_addr); }
 
@@ -40,7 +40,7 @@ int HostUdpSocket::SetReceiveBufferSize(int bytes) { return m_socket.SetReceiveB
 
 bool HostUdpSocket::SendTo(GigE::Bytes bytes, GigE::Ipv4Address address, std::uint16_t port) {
     try {
-        m_socket.SendTo(bytes, GvCamera::MakeAddress(address, port));
+        m_socket.SendTo(bytes, Net::MakeAddress(address, port));
         return true;
     } catch (const std::system_error&) {
         return false;

@@ -13,7 +13,7 @@
 #include <GigE/ByteOrder.h>
 #include <GigE/Discovery.h>
 
-#include "UdpSocket.h"
+#include <Net/UdpSocket.h>
 
 namespace GvCameraTest {
 
@@ -53,7 +53,7 @@ public:
     std::size_t Drain();
 
 private:
-    GvCamera::UdpSocket m_socket;
+    Net::UdpSocket m_socket;
 };
 
 } // namespace GvCameraTest

@@ -1,4 +1,4 @@
-#include "UdpSocket.h"
+#include <Net/UdpSocket.h>
 
 #include <cerrno>
 #include <stdexcept>
@@ -10,7 +10,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-namespace GvCamera {
+namespace Net {
 
 sockaddr_in MakeAddress(std::string_view dottedQuad, std::uint16_t port) {
     sockaddr_in address{};
@@ -162,4 +162,4 @@ void UdpSocket::Fail(const std::string& what, int error) const {
 
 void UdpSocket::Fail(const char* what) const { Fail(what, errno); }
 
-} // namespace GvCamera
+} // namespace Net

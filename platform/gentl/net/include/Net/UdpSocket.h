@@ -1,5 +1,6 @@
-// An IPv4 UDP socket bound to a local address, with the options a GigE Vision device needs
-// on its control and stream sockets. Errors are std::system_error naming the address.
+// An IPv4 UDP socket bound to a local address, with the options GigE Vision needs on either
+// side of the link: a device's control and stream sockets, a host's control socket. Errors
+// are std::system_error naming the address.
 #pragma once
 
 #include <chrono>
@@ -12,7 +13,7 @@
 
 #include <netinet/in.h>
 
-namespace GvCamera {
+namespace Net {
 
 // What the IP layer does with a datagram larger than the path MTU.
 enum class Fragmentation {
@@ -80,4 +81,4 @@ private:
     sockaddr_in m_bound{};
 };
 
-} // namespace GvCamera
+} // namespace Net
