@@ -32,18 +32,13 @@ BootstrapRegisters::BootstrapRegisters(const CameraModel& model, const CameraIde
     PutWord(Reg::currentIpAddress, identity.ipAddress);
     PutWord(Reg::currentSubnetMask, identity.subnetMask);
     PutWord(Reg::currentDefaultGateway, identity.defaultGateway);
+    // The strings are the camera's Device* features, which the camera sets.
     Map(Reg::manufacturerName, Reg::stringSize, R);
-    PutText(Reg::manufacturerName, Reg::stringSize, model.vendorName);
     Map(Reg::modelName, Reg::stringSize, R);
-    PutText(Reg::modelName, Reg::stringSize, model.modelName);
     Map(Reg::deviceVersion, Reg::stringSize, R);
-    PutText(Reg::deviceVersion, Reg::stringSize, model.firmwareVersion);
     Map(Reg::manufacturerInfo, Reg::manufacturerInfoSize, R);
-    PutText(Reg::manufacturerInfo, Reg::manufacturerInfoSize, "Virtual camera of the Vireo SDK");
     Map(Reg::serialNumber, Reg::shortStringSize, R);
-    PutText(Reg::serialNumber, Reg::shortStringSize, identity.serialNumber);
     Map(Reg::userDefinedName, Reg::shortStringSize, RW);
-    PutText(Reg::userDefinedName, Reg::shortStringSize, identity.userDefinedName);
     Map(Reg::firstUrl, Reg::urlSize, R);
     PutText(Reg::firstUrl, Reg::urlSize, firstUrl);
     Map(Reg::secondUrl, Reg::urlSize, R);

@@ -24,6 +24,7 @@ public:
     static constexpr uint32_t kPendingTimeoutMs = 500;
 
     // firstUrl: where the description file is, e.g. "Local:Vireo_VC2448C.zip;100000;1A2B".
+    // The identity strings start empty: they are the camera's features, set through them.
     BootstrapRegisters(const CameraModel& model, const CameraIdentity& identity, uint32_t streamChannels,
                        const std::string& firstUrl);
 

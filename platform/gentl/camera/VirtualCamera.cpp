@@ -58,6 +58,83 @@ void PutBigEndian(uint8_t* out, uint64_t value, size_t bytes) {
     for (size_t index = 0; index < bytes; ++index) out[index] = uint8_t(value >> (8 * (bytes - 1 - index)));
 }
 
+// The GigE Vision transport features, one register per stream channel where they belong to a
+// channel, and the identity and address features: all of them are the bootstrap registers
+// themselves, as on a camera on the network.
+void AddGigEVisionFeatures(const CameraModel& model, std::vector<Feature>& features) {
+    const auto pinned = [](Feature feature, uint64_t address, uint32_t mask = 0, uint32_t length = 4) {
+        feature.fixedAddress = address;
+        feature.fieldMask = mask;
+        feature.length = length;
+        return feature;
+    };
+    const auto channel = [&](Feature feature, uint64_t offset, uint32_t mask = 0) {
+        feature = pinned(std::move(feature), GigE::Register::streamChannel(0) + offset, mask);
+        feature.selector = "GevStreamChannelSelector";
+        feature.selectorCount = model.dataStreams;
+        feature.selectorStride = GigE::Register::streamChannelStride;
+        return feature;
+    };
+    namespace Reg = GigE::Register;
+    namespace Sc = GigE::Register::StreamChannelOffset;
+    std::vector<EnumEntry> channels;
+    for (uint32_t index = 0; index < model.dataStreams; ++index) channels.push_back({"StreamChannel" + std::to_string(index), index});
+    const std::string tl = "TransportLayerControl";
+    const std::vector<Feature> transport = {
+        pinned(IntegerFeature("GevCurrentDefaultGateway", tl, Access::RO, 0, 0xFFFFFFFF), Reg::currentDefaultGateway),
+        pinned(IntegerFeature("GevPersistentIPAddress", tl, Access::RW, 0, 0xFFFFFFFF), Reg::persistentIpAddress),
+        pinned(IntegerFeature("GevPersistentSubnetMask", tl, Access::RW, 0, 0xFFFFFFFF), Reg::persistentSubnetMask),
+        pinned(IntegerFeature("GevPersistentDefaultGateway", tl, Access::RW, 0, 0xFFFFFFFF), Reg::persistentDefaultGateway),
+        pinned(IntegerFeature("GevHeartbeatTimeout", tl, Access::RW, 500, 600000, 1, "ms"), Reg::heartbeatTimeout),
+        pinned(IntegerFeature("GevTimestampTickFrequency", tl, Access::RO, 0, INT64_MAX, 1, "Hz"),
+               Reg::timestampTickFrequencyHigh, 0, 8),
+        pinned(CommandFeature("GevTimestampControlLatch", tl), Reg::timestampControl, Reg::TimestampControl::latch),
+        pinned(IntegerFeature("GevTimestampValue", tl, Access::RO, 0, INT64_MAX), Reg::timestampValueHigh, 0, 8),
+        pinned(IntegerFeature("GevStreamChannelCount", tl, Access::RO, 0, 512), Reg::streamChannelCount),
+        pinned(EnumerationFeature("GevGVSPExtendedIDMode", tl, {{"Off", 0}, {"On", 1}}), Reg::gvspConfiguration,
+               Reg::GvspConfiguration::extendedIds),
+        EnumerationFeature("GevStreamChannelSelector", tl, channels),
+        channel(IntegerFeature("GevSCPHostPort", tl, Access::RW, 0, 0xFFFF), Sc::port, Reg::ChannelPort::hostPortMask),
+        channel(IntegerFeature("GevSCPSPacketSize", tl, Access::RW, 576, 9000, 4, "B"), Sc::packetSize,
+                Reg::StreamChannelPacketSize::packetSizeMask),
+        channel(BooleanFeature("GevSCPSFireTestPacket", tl), Sc::packetSize, Reg::StreamChannelPacketSize::fireTestPacket),
+        channel(BooleanFeature("GevSCPSDoNotFragment", tl), Sc::packetSize, Reg::StreamChannelPacketSize::doNotFragment),
+        channel(BooleanFeature("GevSCPSBigEndian", tl), Sc::packetSize, Reg::StreamChannelPacketSize::bigEndianPixels),
+        channel(IntegerFeature("GevSCPD", tl, Access::RW, 0, 0xFFFFFFFF, 1, "ticks"), Sc::packetDelay),
+        channel(IntegerFeature("GevSCDA", tl, Access::RW, 0, 0xFFFFFFFF), Sc::destinationAddress),
+        channel(IntegerFeature("GevSCSP", tl, Access::RO, 0, 0xFFFF), Sc::sourcePort, Reg::ChannelPort::hostPortMask),
+        channel(BooleanFeature("GevSCCFGMultiPart", tl), Sc::configuration, Reg::StreamChannelConfiguration::multiPart),
+        channel(BooleanFeature("GevSCCFGUnconditionalStreaming", tl), Sc::configuration,
+                Reg::StreamChannelConfiguration::unconditionalStreaming),
+    };
+    features.insert(features.end(), transport.begin(), transport.end());
+    // Frames per multi-part block on a GigE Vision stream channel, each frame one part.
+    Feature parts = IntegerFeature("MultiPartFrameCount", tl, Access::RW, 1, 16);
+    parts.selector = "GevStreamChannelSelector";
+    parts.selectorCount = model.dataStreams;
+    features.push_back(parts);
+    // Identity and addresses are the bootstrap registers themselves.
+    for (Feature& feature : features) {
+        static const std::pair<const char*, uint64_t> kBootstrap[] = {
+            {"DeviceVendorName", Reg::manufacturerName}, {"DeviceModelName", Reg::modelName},
+            {"DeviceVersion", Reg::deviceVersion}, {"DeviceManufacturerInfo", Reg::manufacturerInfo},
+            {"DeviceSerialNumber", Reg::serialNumber}, {"DeviceUserID", Reg::userDefinedName},
+            {"GevCurrentIPAddress", Reg::currentIpAddress}, {"GevCurrentSubnetMask", Reg::currentSubnetMask},
+            {"ActionDeviceKey", Reg::actionDeviceKey}, {"ActionGroupKey", Reg::actionGroupKey(0)},
+            {"ActionGroupMask", Reg::actionGroupMask(0)}};
+        for (const auto& [name, address] : kBootstrap)
+            if (feature.name == name) {
+                feature.fixedAddress = address;
+                if (feature.kind != FeatureKind::String) feature.length = 4;
+            }
+        if (feature.name == "GevMACAddress") feature = pinned(feature, Reg::macAddressHigh, 0, 8);
+        if (feature.name == "DeviceStreamChannelPacketSize")
+            feature = channel(feature, Sc::packetSize, Reg::StreamChannelPacketSize::packetSizeMask);
+        if (feature.name == "GevSCCFGExtendedChunkData")
+            feature = channel(feature, Sc::configuration, Reg::StreamChannelConfiguration::extendedChunkData);
+    }
+}
+
 std::vector<Feature> RemoteFeatures(const CameraModel& model) {
     std::vector<EnumEntry> formats;
     for (const PixelFormatChoice& choice : model.pixelFormats) formats.push_back({choice.name, choice.code});
@@ -163,78 +240,7 @@ std::vector<Feature> RemoteFeatures(const CameraModel& model) {
         features.push_back(BooleanFeature("StreamMultipartEnable", "TransportLayerControl"));
         features.push_back(IntegerFeature("PacketResendWindowFrameCount", "TransportLayerControl", Access::RW, 0, 64));
     }
-    // The GigE Vision transport features, one register per stream channel.
-    const auto pinned = [](Feature feature, uint64_t address, uint32_t mask = 0, uint32_t length = 4) {
-        feature.fixedAddress = address;
-        feature.fieldMask = mask;
-        feature.length = length;
-        return feature;
-    };
-    const auto channel = [&](Feature feature, uint64_t offset, uint32_t mask = 0) {
-        feature = pinned(std::move(feature), GigE::Register::streamChannel(0) + offset, mask);
-        feature.selector = "GevStreamChannelSelector";
-        feature.selectorCount = model.dataStreams;
-        feature.selectorStride = GigE::Register::streamChannelStride;
-        return feature;
-    };
-    namespace Reg = GigE::Register;
-    namespace Sc = GigE::Register::StreamChannelOffset;
-    std::vector<EnumEntry> channels;
-    for (uint32_t index = 0; index < model.dataStreams; ++index) channels.push_back({"StreamChannel" + std::to_string(index), index});
-    const std::string tl = "TransportLayerControl";
-    const std::vector<Feature> transport = {
-        pinned(IntegerFeature("GevCurrentDefaultGateway", tl, Access::RO, 0, 0xFFFFFFFF), Reg::currentDefaultGateway),
-        pinned(IntegerFeature("GevPersistentIPAddress", tl, Access::RW, 0, 0xFFFFFFFF), Reg::persistentIpAddress),
-        pinned(IntegerFeature("GevPersistentSubnetMask", tl, Access::RW, 0, 0xFFFFFFFF), Reg::persistentSubnetMask),
-        pinned(IntegerFeature("GevPersistentDefaultGateway", tl, Access::RW, 0, 0xFFFFFFFF), Reg::persistentDefaultGateway),
-        pinned(IntegerFeature("GevHeartbeatTimeout", tl, Access::RW, 500, 600000, 1, "ms"), Reg::heartbeatTimeout),
-        pinned(IntegerFeature("GevTimestampTickFrequency", tl, Access::RO, 0, INT64_MAX, 1, "Hz"),
-               Reg::timestampTickFrequencyHigh, 0, 8),
-        pinned(CommandFeature("GevTimestampControlLatch", tl), Reg::timestampControl, Reg::TimestampControl::latch),
-        pinned(IntegerFeature("GevTimestampValue", tl, Access::RO, 0, INT64_MAX), Reg::timestampValueHigh, 0, 8),
-        pinned(IntegerFeature("GevStreamChannelCount", tl, Access::RO, 0, 512), Reg::streamChannelCount),
-        pinned(EnumerationFeature("GevGVSPExtendedIDMode", tl, {{"Off", 0}, {"On", 1}}), Reg::gvspConfiguration,
-               Reg::GvspConfiguration::extendedIds),
-        EnumerationFeature("GevStreamChannelSelector", tl, channels),
-        channel(IntegerFeature("GevSCPHostPort", tl, Access::RW, 0, 0xFFFF), Sc::port, Reg::ChannelPort::hostPortMask),
-        channel(IntegerFeature("GevSCPSPacketSize", tl, Access::RW, 576, 9000, 4, "B"), Sc::packetSize,
-                Reg::StreamChannelPacketSize::packetSizeMask),
-        channel(BooleanFeature("GevSCPSFireTestPacket", tl), Sc::packetSize, Reg::StreamChannelPacketSize::fireTestPacket),
-        channel(BooleanFeature("GevSCPSDoNotFragment", tl), Sc::packetSize, Reg::StreamChannelPacketSize::doNotFragment),
-        channel(BooleanFeature("GevSCPSBigEndian", tl), Sc::packetSize, Reg::StreamChannelPacketSize::bigEndianPixels),
-        channel(IntegerFeature("GevSCPD", tl, Access::RW, 0, 0xFFFFFFFF, 1, "ticks"), Sc::packetDelay),
-        channel(IntegerFeature("GevSCDA", tl, Access::RW, 0, 0xFFFFFFFF), Sc::destinationAddress),
-        channel(IntegerFeature("GevSCSP", tl, Access::RO, 0, 0xFFFF), Sc::sourcePort, Reg::ChannelPort::hostPortMask),
-        channel(BooleanFeature("GevSCCFGMultiPart", tl), Sc::configuration, Reg::StreamChannelConfiguration::multiPart),
-        channel(BooleanFeature("GevSCCFGUnconditionalStreaming", tl), Sc::configuration,
-                Reg::StreamChannelConfiguration::unconditionalStreaming),
-    };
-    features.insert(features.end(), transport.begin(), transport.end());
-    // Frames per multi-part block on a GigE Vision stream channel, each frame one part.
-    Feature parts = IntegerFeature("MultiPartFrameCount", tl, Access::RW, 1, 16);
-    parts.selector = "GevStreamChannelSelector";
-    parts.selectorCount = model.dataStreams;
-    features.push_back(parts);
-    // Identity and addresses are the bootstrap registers themselves.
-    for (Feature& feature : features) {
-        static const std::pair<const char*, uint64_t> kBootstrap[] = {
-            {"DeviceVendorName", Reg::manufacturerName}, {"DeviceModelName", Reg::modelName},
-            {"DeviceVersion", Reg::deviceVersion}, {"DeviceManufacturerInfo", Reg::manufacturerInfo},
-            {"DeviceSerialNumber", Reg::serialNumber}, {"DeviceUserID", Reg::userDefinedName},
-            {"GevCurrentIPAddress", Reg::currentIpAddress}, {"GevCurrentSubnetMask", Reg::currentSubnetMask},
-            {"ActionDeviceKey", Reg::actionDeviceKey}, {"ActionGroupKey", Reg::actionGroupKey(0)},
-            {"ActionGroupMask", Reg::actionGroupMask(0)}};
-        for (const auto& [name, address] : kBootstrap)
-            if (feature.name == name) {
-                feature.fixedAddress = address;
-                if (feature.kind != FeatureKind::String) feature.length = 4;
-            }
-        if (feature.name == "GevMACAddress") feature = pinned(feature, Reg::macAddressHigh, 0, 8);
-        if (feature.name == "DeviceStreamChannelPacketSize")
-            feature = channel(feature, Sc::packetSize, Reg::StreamChannelPacketSize::packetSizeMask);
-        if (feature.name == "GevSCCFGExtendedChunkData")
-            feature = channel(feature, Sc::configuration, Reg::StreamChannelConfiguration::extendedChunkData);
-    }
+    AddGigEVisionFeatures(model, features);
     for (Feature& feature : features) {
         for (const char* name : {"GevCurrentIPAddress", "GevCurrentSubnetMask", "GevCurrentDefaultGateway",
                                  "GevPersistentIPAddress", "GevPersistentSubnetMask", "GevPersistentDefaultGateway",
