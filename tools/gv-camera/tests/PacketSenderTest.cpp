@@ -153,14 +153,6 @@ TEST(PacketSenderBatches, ChangingTheDestinationSendsWhatWasQueuedToTheOldOne) {
     EXPECT_EQ(toSecond[1], traffic.expected[4]);
 }
 
-TEST(PacketSenderBatches, RejectsAHeaderAboveTheLimitAndQueuesNothing) {
-    PacketSender packets(-1, 4);
-    const Datagram header(PacketSender::maxHeaderSize + 1), data(10);
-    EXPECT_THROW(packets.Add(header, data), std::length_error);
-    EXPECT_EQ(packets.Queued(), 0u);
-    EXPECT_THROW(PacketSender(-1, 0), std::invalid_argument);
-}
-
 TEST(PacketSenderBackPressure, HeldBackSendsResumeWhereTheyStopped) {
     SocketPair pair;
     const Traffic traffic(300, 4); // up to 2.8 KB each against a 16 KB send buffer

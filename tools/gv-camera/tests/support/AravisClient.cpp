@@ -16,10 +16,6 @@ std::string Text(const char* text) { return text != nullptr ? text : ""; }
 
 } // namespace
 
-void AravisEnableDebug(const char* categories) { arv_debug_enable(categories); }
-
-void AravisShutdown() { arv_shutdown(); }
-
 std::vector<AravisDeviceInfo> AravisDiscoverDevices() {
     arv_update_device_list();
     std::vector<AravisDeviceInfo> devices;
@@ -42,8 +38,6 @@ AravisCamera::AravisCamera(const std::string& name) {
 }
 
 ArvDevice* AravisCamera::Device() const { return arv_camera_get_device(m_camera.get()); }
-
-bool AravisCamera::IsGigEVision() const { return arv_camera_is_gv_device(m_camera.get()); }
 
 std::int64_t AravisCamera::GetInteger(const std::string& feature) const {
     GError* error = nullptr;
@@ -103,16 +97,6 @@ void AravisCamera::Execute(const std::string& command) {
     Check(error, "execute " + command);
 }
 
-bool AravisCamera::IsAvailable(const std::string& feature) const {
-    GError* error = nullptr;
-    const gboolean available = arv_camera_is_feature_available(m_camera.get(), feature.c_str(), &error);
-    if (error != nullptr) {
-        g_error_free(error);
-        return false;
-    }
-    return available != FALSE;
-}
-
 std::uint32_t AravisCamera::ReadRegister(std::uint64_t address) const {
     GError* error = nullptr;
     guint32 value = 0;
@@ -133,12 +117,6 @@ std::vector<std::uint8_t> AravisCamera::ReadMemory(std::uint64_t address, std::u
     arv_device_read_memory(Device(), address, size, data.data(), &error);
     Check(error, "read memory " + std::to_string(address));
     return data;
-}
-
-std::string AravisCamera::DescriptionXml() const {
-    size_t size = 0;
-    const char* xml = arv_device_get_genicam_xml(Device(), &size);
-    return xml != nullptr ? std::string(xml, size) : std::string();
 }
 
 unsigned AravisCamera::PayloadSize() const {
@@ -194,22 +172,6 @@ AravisStream::~AravisStream() {
 void AravisStream::SetPacketResend(bool enabled) {
     g_object_set(m_stream.get(), "packet-resend",
                  enabled ? ARV_GV_STREAM_PACKET_RESEND_ALWAYS : ARV_GV_STREAM_PACKET_RESEND_NEVER, nullptr);
-}
-
-void AravisStream::SetPacketTimeoutUs(unsigned timeout) {
-    g_object_set(m_stream.get(), "packet-timeout", static_cast<guint>(timeout), nullptr);
-}
-
-void AravisStream::SetInitialPacketTimeoutUs(unsigned timeout) {
-    g_object_set(m_stream.get(), "initial-packet-timeout", static_cast<guint>(timeout), nullptr);
-}
-
-void AravisStream::SetFrameRetentionUs(unsigned retention) {
-    g_object_set(m_stream.get(), "frame-retention", static_cast<guint>(retention), nullptr);
-}
-
-void AravisStream::SetPacketRequestRatio(double ratio) {
-    g_object_set(m_stream.get(), "packet-request-ratio", static_cast<gdouble>(ratio), nullptr);
 }
 
 void AravisStream::PushBuffers(int count, std::size_t size) {

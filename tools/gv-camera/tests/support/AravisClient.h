@@ -57,11 +57,6 @@ private:
     Object* m_object = nullptr;
 };
 
-// Turns Aravis' log on for the given categories, e.g. "cp:3,sp:3" for control and stream
-// packets or "all:3" for everything (the ARV_DEBUG environment variable does the same).
-void AravisEnableDebug(const char* categories);
-// Frees Aravis' global interface lists; call when no Aravis object is left.
-void AravisShutdown();
 
 struct AravisDeviceInfo {
     std::string id;
@@ -83,7 +78,6 @@ public:
 
     ArvCamera* get() const { return m_camera.get(); }
     ArvDevice* Device() const;
-    bool IsGigEVision() const;
 
     std::int64_t GetInteger(const std::string& feature) const;
     void SetInteger(const std::string& feature, std::int64_t value);
@@ -95,12 +89,10 @@ public:
     std::string GetString(const std::string& feature) const;
     void SetString(const std::string& feature, const std::string& value);
     void Execute(const std::string& command);
-    bool IsAvailable(const std::string& feature) const;
 
     std::uint32_t ReadRegister(std::uint64_t address) const;
     void WriteRegister(std::uint64_t address, std::uint32_t value);
     std::vector<std::uint8_t> ReadMemory(std::uint64_t address, std::uint32_t size) const;
-    std::string DescriptionXml() const;
 
     unsigned PayloadSize() const;
     unsigned PacketSize() const;
@@ -150,10 +142,6 @@ public:
 
     // GigE Vision receiver settings (properties of ArvGvStream); times in microseconds.
     void SetPacketResend(bool enabled);
-    void SetPacketTimeoutUs(unsigned timeout);
-    void SetInitialPacketTimeoutUs(unsigned timeout);
-    void SetFrameRetentionUs(unsigned retention);
-    void SetPacketRequestRatio(double ratio);
 
     // Queues count buffers of `size` bytes (0: the camera's payload size).
     void PushBuffers(int count, std::size_t size = 0);

@@ -20,17 +20,6 @@ GvcpClient::GvcpClient(GigE::Ipv4Address localAddress, GigE::Ipv4Address deviceA
 
 GvcpClient::~GvcpClient() { StopHeartbeat(); }
 
-void GvcpClient::SetDevice(GigE::Ipv4Address deviceAddress, std::uint16_t port) {
-    std::lock_guard lock(m_commandLock);
-    m_deviceAddress = deviceAddress;
-    m_devicePort = port;
-}
-
-void GvcpClient::SetOptions(const GvcpClientOptions& options) {
-    std::lock_guard lock(m_commandLock);
-    m_options = options;
-}
-
 GvcpCounters GvcpClient::Counters() const {
     std::lock_guard lock(m_commandLock);
     return m_counters;

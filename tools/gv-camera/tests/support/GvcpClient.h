@@ -89,9 +89,6 @@ public:
 
     GigE::Ipv4Address LocalAddress() const { return m_socket.LocalAddress(); }
     std::uint16_t LocalPort() const { return m_socket.LocalPort(); }
-    GigE::Ipv4Address DeviceAddress() const { return m_deviceAddress; }
-    void SetDevice(GigE::Ipv4Address deviceAddress, std::uint16_t port = GigE::gvcpPort);
-    void SetOptions(const GvcpClientOptions& options);
     GvcpCounters Counters() const;
 
     // Sends one DISCOVERY_CMD to address:3956 (a broadcast or one device) and collects every
@@ -135,8 +132,6 @@ public:
     // primary by address and port). Counts the beats and notices a lost privilege.
     void StartHeartbeat(Milliseconds period);
     void StopHeartbeat();
-    std::uint64_t HeartbeatsSent() const { return m_heartbeats.load(); }
-    std::uint64_t HeartbeatFailures() const { return m_heartbeatFailures.load(); }
     // Set once a heartbeat read showed neither control nor exclusive access, or was denied.
     bool ControlLost() const { return m_controlLost.load(); }
 

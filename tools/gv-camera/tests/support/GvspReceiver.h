@@ -91,7 +91,6 @@ public:
     GigE::Ipv4Address Address() const { return m_socket.LocalAddress(); }
     std::uint16_t Port() const { return m_socket.LocalPort(); }
     GvspCounters Counters() const { return m_counters; }
-    void SetOptions(const GvspReceiverOptions& options) { m_options = options; }
 
     // Receives until `count` blocks have finished (complete, or given up after the block
     // timeout) or the timeout passes, and returns those finished, in the order they finished.

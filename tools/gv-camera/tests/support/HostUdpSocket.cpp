@@ -4,6 +4,7 @@
 #include <netinet/in.h>
 #include <sys/socket.h>
 
+#include <cstdlib>
 #include <stdexcept>
 #include <system_error>
 
@@ -25,8 +26,20 @@ std::string FormatIpv4(GigE::Ipv4Address address) {
            std::to_string((address >> 8) & 0xFF) + "." + std::to_string(address & 0xFF);
 }
 
+namespace {
+
+// The test peers discover by broadcast: they must never do so on the machine's own network,
+// only inside the namespaces CameraNetwork.sh (or RunInNetworkNamespace.sh) makes.
+sockaddr_in InsideTestNetwork(GigE::Ipv4Address localAddress, std::uint16_t localPort) {
+    if (std::getenv("VIREO_TEST_NETWORK_NAMESPACE") == nullptr)
+        throw std::logic_error("test sockets open only inside a test's own network namespace");
+    return Net::MakeAddress(localAddress, localPort);
+}
+
+} // namespace
+
 HostUdpSocket::HostUdpSocket(GigE::Ipv4Address localAddress, std::uint16_t localPort)
-    : m_socket(Net::MakeAddress(localAddress, localPort)) {}
+    : m_socket(InsideTestNetwork(localAddress, localPort)) {}
 
 GigE::Ipv4Address HostUdpSocket::LocalAddress() const { return ntohl(m_socket.LocalAddress().sin_addr.s_addr); }
 
