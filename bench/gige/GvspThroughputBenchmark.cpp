@@ -343,9 +343,7 @@ public:
     ServerStream(const std::string& source, const sockaddr_in& destination) : m_faults(GvCamera::FaultSettings{}) {
         VirtualGenTL::CameraIdentity identity;
         identity.serialNumber = "BENCH-0001";
-        in_addr address{};
-        ::inet_pton(AF_INET, source.c_str(), &address);
-        identity.ipAddress = ntohl(address.s_addr);
+        identity.ipAddress = ntohl(Net::MakeAddress(source, 0).sin_addr.s_addr);
         m_camera = std::make_shared<VirtualGenTL::VirtualCamera>(VirtualGenTL::ColourCameraModel(), identity);
         VirtualGenTL::RegisterSpace& registers = m_camera->Registers();
         registers.SetInteger("PixelFormat", mono8);
